@@ -1,0 +1,13 @@
+/**
+ * @file
+ * Everything at once: all public headers of kelvcpx.
+ */
+#ifndef KELVCPX_H
+#define KELVCPX_H
+
+#include <kelvcpx/block.h>
+#include <kelvcpx/core.h>
+#include <kelvcpx/mpeg2.h>
+#include <kelvcpx/types.h>
+
+#endif /* KELVCPX_H */

@@ -1,0 +1,39 @@
+#include "core/arguments.h"
+#include "mpeg2/huffman_table.h"
+
+#include <kelvcpx/mpeg2.h>
+
+using namespace kelvcpx;
+
+Status keliDecodeHuffmanOne_1u32s(const uint32_t** ppBitStream, int32_t* pBitOffset, int32_t* pDecodedValue,
+                                  const int32_t* pTable) noexcept
+{
+    if (anyNull(ppBitStream) || anyNull(pBitOffset, pTable, *ppBitStream, pDecodedValue))
+        return StatusNullPointer;
+
+    WordReader reader(*ppBitStream, *pBitOffset);
+    const int32_t leaf = huffman::lookUp(reader, pTable);
+    const bool valid = !huffman::isInvalid(leaf);
+    if (valid)
+        reader.giveBack(huffman::giveBack(leaf));
+    *pDecodedValue = huffman::value(leaf);
+    reader.store(ppBitStream, pBitOffset);
+    return valid ? StatusOk : StatusBadHuffmanCode;
+}
+
+Status keliDecodeHuffmanPair_1u16s(const uint32_t** ppBitStream, int32_t* pBitOffset, const int32_t* pTable,
+                                   uint8_t* pFirst, int16_t* pSecond) noexcept
+{
+    if (anyNull(ppBitStream) || anyNull(pBitOffset, pTable, pFirst, pSecond, *ppBitStream))
+        return StatusNullPointer;
+
+    WordReader reader(*ppBitStream, *pBitOffset);
+    const int32_t leaf = huffman::lookUp(reader, pTable);
+    if (huffman::isInvalid(leaf))
+        return StatusBadHuffmanCode;
+    reader.giveBack(huffman::giveBack(leaf));
+    *pFirst = static_cast<uint8_t>(huffman::first(leaf));
+    *pSecond = static_cast<int16_t>(huffman::second(leaf));
+    reader.store(ppBitStream, pBitOffset);
+    return StatusOk;
+}
