@@ -11,8 +11,7 @@
 #include <random>
 #include <vector>
 
-namespace
-{
+namespace {
 
 using Block = std::array<int16_t, 64>;
 

@@ -10,8 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 // The stream cannot be decoded at all: the message says what it needs that is not there.
 class UnsupportedStream : public std::runtime_error

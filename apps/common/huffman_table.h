@@ -14,8 +14,7 @@
 #include <string_view>
 #include <vector>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 // A row of a code table: the code as the standard prints it, first bit first, and what it stands for.
 struct ValueCode {
@@ -77,14 +76,12 @@ public:
     HuffmanTable(std::span<const ValueCode> codes, std::initializer_list<int32_t> widths)
         : table_(build(keliHuffmanTableInitAlloc_32s,
                        makeCodeList(codes, std::span(widths.begin(), widths.size()))))
-    {
-    }
+    {}
 
     HuffmanTable(std::span<const RunLevelCode> codes, std::initializer_list<int32_t> widths)
         : table_(build(keliHuffmanRunLevelTableInitAlloc_32s,
                        makeCodeList(codes, std::span(widths.begin(), widths.size()))))
-    {
-    }
+    {}
 
     const int32_t* get() const { return table_.get(); }
 

@@ -6,8 +6,7 @@
 #include <cstdint>
 #include <functional>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 struct Rational {
     int64_t numerator = 0;

@@ -5,8 +5,7 @@
 
 #include <memory>
 
-namespace kelvcpx::app::mpeg2
-{
+namespace kelvcpx::app::mpeg2 {
 
 std::unique_ptr<VideoDecoder> makeDecoder(DamageListener& listener);
 

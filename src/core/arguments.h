@@ -1,8 +1,7 @@
 // Argument checks shared by the operations.
 #pragma once
 
-namespace kelvcpx
-{
+namespace kelvcpx {
 
 // True if any of the pointers is null. All null pointers give the same status, so one test serves a whole
 // list.

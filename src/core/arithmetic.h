@@ -4,8 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 
-namespace kelvcpx
-{
+namespace kelvcpx {
 
 constexpr uint8_t saturate8u(int32_t v)
 {

@@ -3,8 +3,7 @@
 
 #include <cstdint>
 
-namespace kelvcpx
-{
+namespace kelvcpx {
 
 // Loaded from the caller's pointer and offset, kept in registers while a block is read, stored back at the
 // end.

@@ -6,8 +6,7 @@
 
 #include <cstring>
 
-namespace kelvcpx
-{
+namespace kelvcpx {
 
 uint8_t* ownsZero_8u(uint8_t* dst, std::ptrdiff_t len)
 {
@@ -31,8 +30,7 @@ uint8_t* ownsCopy_8u(const uint8_t* src, uint8_t* dst, std::ptrdiff_t len)
     return dst;
 }
 
-namespace
-{
+namespace {
 
 constexpr std::ptrdiff_t byteLength(int32_t elements16)
 {

@@ -4,8 +4,7 @@
 #include <cstring>
 #include <limits>
 
-namespace
-{
+namespace {
 
 constexpr int32_t blockAlignment = 32;
 constexpr auto bookkeeping = static_cast<int32_t>(blockAlignment + sizeof(void*));

@@ -4,8 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace kelvcpx
-{
+namespace kelvcpx {
 
 // Sets `len` bytes to zero, none if `len` is below 1. Returns `dst`.
 uint8_t* ownsZero_8u(uint8_t* dst, std::ptrdiff_t len);

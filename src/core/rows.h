@@ -5,8 +5,7 @@
 #include <cstdint>
 #include <type_traits>
 
-namespace kelvcpx
-{
+namespace kelvcpx {
 
 // The element `bytes` bytes after `p`; for elements wider than a byte the step must keep their alignment.
 template <class T>

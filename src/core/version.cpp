@@ -1,7 +1,6 @@
 #include <kelvcpx/core.h>
 
-namespace
-{
+namespace {
 
 constexpr LibraryVersion libraryVersion = {
     .versionMajor = 5,

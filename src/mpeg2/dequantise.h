@@ -5,8 +5,7 @@
 
 #include <cstdint>
 
-namespace kelvcpx
-{
+namespace kelvcpx {
 
 enum class Standard { mpeg1, mpeg2 };
 enum class BlockKind { intra, nonIntra };

@@ -11,10 +11,8 @@
 #include <memory>
 #include <span>
 
-namespace kelvcpx::huffman
-{
-namespace
-{
+namespace kelvcpx::huffman {
+namespace {
 
 constexpr int32_t longestCode = 32;
 constexpr int32_t mostLevels = longestCode; // more could never be reached

@@ -5,8 +5,7 @@
 
 #include <cstdint>
 
-namespace kelvcpx::huffman
-{
+namespace kelvcpx::huffman {
 
 enum class Kind { value, runLevel };
 

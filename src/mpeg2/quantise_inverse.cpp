@@ -3,10 +3,8 @@
 
 #include <kelvcpx/mpeg2.h>
 
-namespace kelvcpx
-{
-namespace
-{
+namespace kelvcpx {
+namespace {
 
 constexpr int32_t flatWeight = 16;
 

@@ -10,10 +10,8 @@
 #include <array>
 #include <cstring>
 
-namespace kelvcpx
-{
-namespace
-{
+namespace kelvcpx {
+namespace {
 
 constexpr int32_t endOfBlock = 254; // reserved runs of a coefficient table
 constexpr int32_t escape = 255;

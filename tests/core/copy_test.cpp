@@ -9,10 +9,8 @@
 #include <numeric>
 #include <vector>
 
-namespace kelvcpx::test
-{
-namespace
-{
+namespace kelvcpx::test {
+namespace {
 
 TEST(Copy, ArraysOfEveryLength)
 {

@@ -8,10 +8,8 @@
 #include <string>
 #include <vector>
 
-namespace kelvcpx::test
-{
-namespace
-{
+namespace kelvcpx::test {
+namespace {
 
 // A stream as a text of zeros and ones: what the cursors must agree with.
 std::string binary(uint32_t code, int32_t n)

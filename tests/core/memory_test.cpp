@@ -6,8 +6,7 @@
 #include <limits>
 #include <string>
 
-namespace
-{
+namespace {
 
 TEST(Memory, BlocksAreAlignedAndWritable)
 {

@@ -13,10 +13,8 @@
 #include <string>
 #include <vector>
 
-namespace kelvcpx::test
-{
-namespace
-{
+namespace kelvcpx::test {
+namespace {
 
 using app::HuffmanTable;
 using app::makeCodeList;

@@ -8,8 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace kelvcpx::test
-{
+namespace kelvcpx::test {
 
 // Splits the code space at random. One in `gaps` of the codes is left out, so that some bits match nothing.
 inline std::vector<std::string> randomPrefixCode(Random& random, std::size_t longest, int gaps)

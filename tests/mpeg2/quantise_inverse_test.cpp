@@ -9,10 +9,8 @@
 #include <array>
 #include <cstdint>
 
-namespace kelvcpx::test
-{
-namespace
-{
+namespace kelvcpx::test {
+namespace {
 
 using Block = std::array<int16_t, 64>;
 

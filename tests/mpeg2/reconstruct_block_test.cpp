@@ -15,10 +15,8 @@
 #include <string>
 #include <vector>
 
-namespace kelvcpx::test
-{
-namespace
-{
+namespace kelvcpx::test {
+namespace {
 
 using app::HuffmanTable;
 using app::RunLevelCode;

@@ -11,11 +11,9 @@
 #include <type_traits>
 #include <utility>
 
-namespace kelvcpx::test
-{
+namespace kelvcpx::test {
 
-namespace detail
-{
+namespace detail {
 
 template <std::size_t I, class Operation, class Tuple>
 void expectNullRefused(Operation operation, Tuple arguments, std::initializer_list<std::size_t> optional)

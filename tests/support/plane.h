@@ -9,8 +9,7 @@
 #include <ostream>
 #include <vector>
 
-namespace kelvcpx::test
-{
+namespace kelvcpx::test {
 
 template <class T>
 class Plane
@@ -21,8 +20,7 @@ public:
     Plane(int width, int height, int margin = 8, int slack = 3)
         : width_(width), height_(height), margin_(margin), stride_(width + 2 * margin + slack),
           elements_(static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height + 2 * margin))
-    {
-    }
+    {}
 
     int width() const { return width_; }
     int height() const { return height_; }

@@ -5,8 +5,7 @@
 #include <limits>
 #include <random>
 
-namespace kelvcpx::test
-{
+namespace kelvcpx::test {
 
 class Random
 {
