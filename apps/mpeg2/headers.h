@@ -1,8 +1,8 @@
 // The headers above the slice: ISO/IEC 13818-2 6.2.2, 6.2.3 and their forms in ISO/IEC 11172-2 2.4.2.
 #pragma once
 
+#include "common/bit_reader.h"
 #include "common/picture.h"
-#include "mpeg2/bit_reader.h"
 
 #include <array>
 #include <cstdint>

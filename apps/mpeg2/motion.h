@@ -1,7 +1,7 @@
 // Motion vectors: their coding and prediction (ISO/IEC 13818-2 7.6.3).
 #pragma once
 
-#include "mpeg2/bit_reader.h"
+#include "common/bit_reader.h"
 #include "mpeg2/headers.h"
 
 #include <array>

@@ -1,7 +1,7 @@
 // Slices and their macroblocks (ISO/IEC 13818-2 6.2.4 to 6.2.6, 7.2 to 7.6).
 #pragma once
 
-#include "mpeg2/bit_reader.h"
+#include "common/bit_reader.h"
 #include "mpeg2/frame.h"
 #include "mpeg2/headers.h"
 #include "mpeg2/motion.h"

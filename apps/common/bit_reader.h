@@ -1,4 +1,4 @@
-// Reads headers and macroblock syntax through the library's word cursor.
+// Headers and macroblock syntax, read through the library's word cursor.
 #pragma once
 
 #include "common/huffman_table.h"
@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <vector>
 
-namespace kelvcpx::app::mpeg2 {
+namespace kelvcpx::app {
 
 // The stream breaks the standard's syntax: the unit that is being read is lost from here on.
 class DamagedUnit : public std::runtime_error
@@ -108,4 +108,4 @@ private:
     std::size_t end_;
 };
 
-} // namespace kelvcpx::app::mpeg2
+} // namespace kelvcpx::app
