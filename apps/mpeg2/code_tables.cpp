@@ -9,13 +9,6 @@ namespace {
 
 constexpr uint8_t endOfBlock = 254; // reserved runs of the library's coefficient tables
 constexpr uint8_t escape = 255;
-constexpr std::string_view escapeCode = "000001";
-
-struct CoefficientCode {
-    std::string_view bits; // without the sign
-    uint8_t run;
-    int16_t level;
-};
 
 // Table numbers are those of ISO/IEC 13818-2.
 
@@ -393,16 +386,17 @@ constexpr CoefficientCode dctCoefficientsOne[] = {
     {"0000000000011011", 31, 1},
 };
 
-HuffmanTable coefficientTable(std::span<const CoefficientCode> codes, std::string_view endOfBlockCode)
+HuffmanTable coefficientTable(std::size_t table)
 {
+    const std::span<const CoefficientCode> codes = codeRows.coefficients[table];
     std::vector<std::string> signedBits;
     for (const CoefficientCode& code : codes)
         for (const char sign : {'0', '1'})
             signedBits.push_back(std::string(code.bits) + sign);
 
     std::vector<RunLevelCode> rows{
-        {endOfBlockCode, endOfBlock, 0},
-        {escapeCode, escape, 0},
+        {codeRows.endOfBlock[table], endOfBlock, 0},
+        {codeRows.escape, escape, 0},
     };
     for (std::size_t i = 0; i < codes.size(); i++) {
         rows.push_back({signedBits[2 * i], codes[i].run, codes[i].level});
@@ -416,18 +410,30 @@ HuffmanTable coefficientTable(std::span<const CoefficientCode> codes, std::strin
 
 } // namespace
 
+constexpr CodeRows codeRows{
+    .addressIncrement = addressIncrementCodes,
+    .macroblockType = {macroblockTypeCodesI, macroblockTypeCodesP, macroblockTypeCodesB},
+    .codedBlockPattern = codedBlockPatternCodes,
+    .motionCode = motionCodes,
+    .dmvector = dmvectorCodes,
+    .dcSize = {dcSizeLuminanceCodes, dcSizeChrominanceCodes},
+    .coefficients = {dctCoefficientsZero, dctCoefficientsOne},
+    .endOfBlock = {"10", "0110"},
+    .escape = "000001",
+};
+
 const CodeTables& codeTables()
 {
     static const CodeTables tables{
-        .addressIncrement{addressIncrementCodes, {5, 6}},
-        .macroblockType{
-            {macroblockTypeCodesI, {2}}, {macroblockTypeCodesP, {6}}, {macroblockTypeCodesB, {6}}},
-        .codedBlockPattern{codedBlockPatternCodes, {9}},
-        .motionCode{motionCodes, {5, 6}},
-        .dmvector{dmvectorCodes, {2}},
-        .dcSize{{dcSizeLuminanceCodes, {9}}, {dcSizeChrominanceCodes, {10}}},
-        .coefficients{coefficientTable(dctCoefficientsZero, "10"),
-                      coefficientTable(dctCoefficientsOne, "0110")},
+        .addressIncrement{codeRows.addressIncrement, {5, 6}},
+        .macroblockType{{codeRows.macroblockType[0], {2}},
+                        {codeRows.macroblockType[1], {6}},
+                        {codeRows.macroblockType[2], {6}}},
+        .codedBlockPattern{codeRows.codedBlockPattern, {9}},
+        .motionCode{codeRows.motionCode, {5, 6}},
+        .dmvector{codeRows.dmvector, {2}},
+        .dcSize{{codeRows.dcSize[0], {9}}, {codeRows.dcSize[1], {10}}},
+        .coefficients{coefficientTable(0), coefficientTable(1)},
     };
     return tables;
 }

@@ -1,9 +1,13 @@
-// The variable-length codes of MPEG-1 and MPEG-2 as decoding tables of the library.
+// The variable-length codes of MPEG-1 and MPEG-2: their rows, and decoding tables of the library made from
+// them.
 #pragma once
 
 #include "common/huffman_table.h"
 
+#include <array>
 #include <cstdint>
+#include <span>
+#include <string_view>
 
 namespace kelvcpx::app::mpeg2 {
 
@@ -18,14 +22,34 @@ constexpr int32_t typeBackward = 4;
 constexpr int32_t typePattern = 8;
 constexpr int32_t typeIntra = 16;
 
+struct CoefficientCode {
+    std::string_view bits; // without the sign, which follows
+    uint8_t run;
+    int16_t level;
+};
+
+// The rows of the tables, for whoever writes a stream.
+struct CodeRows {
+    std::span<const ValueCode> addressIncrement;
+    std::array<std::span<const ValueCode>, 3> macroblockType; // of I, P and B pictures
+    std::span<const ValueCode> codedBlockPattern;
+    std::span<const ValueCode> motionCode;
+    std::span<const ValueCode> dmvector;
+    std::array<std::span<const ValueCode>, 2> dcSize;             // of luminance and chrominance
+    std::array<std::span<const CoefficientCode>, 2> coefficients; // ISO/IEC 13818-2 tables B.14 and B.15
+    std::array<std::string_view, 2> endOfBlock;                   // in each of them
+    std::string_view escape;                                      // in both
+};
+extern const CodeRows codeRows;
+
 struct CodeTables {
     HuffmanTable addressIncrement;
-    HuffmanTable macroblockType[3]; // of I, P and B pictures
+    HuffmanTable macroblockType[3];
     HuffmanTable codedBlockPattern;
     HuffmanTable motionCode;
     HuffmanTable dmvector;
-    HuffmanTable dcSize[2];       // of luminance and chrominance
-    HuffmanTable coefficients[2]; // ISO/IEC 13818-2 tables B.14 and B.15
+    HuffmanTable dcSize[2];
+    HuffmanTable coefficients[2];
 };
 
 // Built at the first call, shared by all decoders.
