@@ -92,16 +92,17 @@ public:
     bool hasMore() const { return peek(23) != 0 && position() < end_; }
     bool pastEnd() const { return position() > end_; }
 
-    // The cursor itself, for the operations of the library.
-    const uint32_t** word() { return &word_; }
-    int32_t* offset() { return &offset_; }
-
-private:
+    // Bits from the start of the stream.
     std::size_t position() const
     {
         return static_cast<std::size_t>(word_ - begin_) * 32 + 31 - static_cast<std::size_t>(offset_);
     }
 
+    // The cursor itself, for the operations of the library.
+    const uint32_t** word() { return &word_; }
+    int32_t* offset() { return &offset_; }
+
+private:
     const uint32_t* begin_;
     const uint32_t* word_;
     int32_t offset_;

@@ -1,5 +1,5 @@
 #include "core/arguments.h"
-#include "mpeg2/huffman_table.h"
+#include "core/huffman_lookup.h"
 
 #include <kelvcpx/mpeg2.h>
 

@@ -1,4 +1,4 @@
-#include "mpeg2/huffman_table.h"
+#include "core/huffman_lookup.h"
 
 #include "core/arguments.h"
 

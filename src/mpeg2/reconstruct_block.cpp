@@ -1,9 +1,9 @@
 // DCT blocks from the stream: run-level codes, scan and dequantisation in one pass.
 
 #include "core/arguments.h"
+#include "core/huffman_lookup.h"
 #include "core/word_cursor.h"
 #include "mpeg2/dequantise.h"
-#include "mpeg2/huffman_table.h"
 
 #include <kelvcpx/mpeg2.h>
 

@@ -1,4 +1,4 @@
-// Layout of built Huffman tables, and the lookup that every reader of them shares.
+// Layout of built Huffman tables, and the lookup that every reader of them shares: MPEG-1/2 and H.264 CAVLC.
 #pragma once
 
 #include "core/word_cursor.h"
