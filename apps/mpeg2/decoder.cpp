@@ -202,11 +202,11 @@ bool Decoder::startPicture(const PictureSink& sink)
     const int parity = picture_.structure == PictureStructure::bottomField ? 1 : 0;
     const int wide = sequence_.macroblocksWide();
     const int high = sequence_.macroblocksHigh() / (isFrame ? 1 : 2);
-    if (!isFrame && !secondField)
-        firstFieldParity_ = parity;
     context_.emplace(PictureContext{
         sequence_, picture_, isFrame ? current_->surface() : current_->surface().field(parity), references(),
         wide, high, std::vector<bool>(static_cast<std::size_t>(wide) * static_cast<std::size_t>(high))});
+    if (!isFrame && !secondField) // not before references(): a first field does not refer to itself
+        firstFieldParity_ = parity;
     return true;
 }
 
