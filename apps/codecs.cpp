@@ -1,0 +1,62 @@
+#include "codecs.h"
+
+#include "mpeg2/decoder.h"
+
+#include <fmt/format.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kelvcpx::app
+{
+
+namespace
+{
+
+using MakeDecoder = std::unique_ptr<VideoDecoder> (*)(const VideoStream&, DamageListener&);
+
+// For codecs whose headers come in start-code units, in the packets or in front of them: nothing of a picture
+// is in the extradata.
+template <std::unique_ptr<VideoDecoder> (*make)(DamageListener&)>
+std::unique_ptr<VideoDecoder> headersFirst(const VideoStream& stream, DamageListener& listener)
+{
+    std::unique_ptr<VideoDecoder> decoder = make(listener);
+    if (!stream.extradata.empty()) {
+        std::vector<uint8_t> headers = stream.extradata;
+        headers.resize(headers.size() + Demuxer::padding);
+        decoder->decode(std::span(headers).first(stream.extradata.size()), [](const PictureView&) {});
+    }
+    return decoder;
+}
+
+struct Codec {
+    std::string_view name; // VideoStream::codec
+    MakeDecoder make;
+};
+
+constexpr Codec codecs[] = {
+    {"mpeg1video", headersFirst<mpeg2::makeDecoder>},
+    {"mpeg2video", headersFirst<mpeg2::makeDecoder>},
+};
+
+std::string knownCodecs()
+{
+    std::string names;
+    for (const Codec& codec : codecs)
+        names += fmt::format("{}{}", names.empty() ? "" : ", ", codec.name);
+    return names;
+}
+
+} // namespace
+
+std::unique_ptr<VideoDecoder> makeDecoder(const VideoStream& stream, DamageListener& listener)
+{
+    for (const Codec& codec : codecs)
+        if (codec.name == stream.codec)
+            return codec.make(stream, listener);
+    throw UnsupportedStream(fmt::format("there is no decoder for {} ({}), only for {}", stream.codec,
+                                        stream.codecTitle, knownCodecs()));
+}
+
+} // namespace kelvcpx::app

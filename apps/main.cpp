@@ -1,0 +1,116 @@
+// The `kelvcpx` command: its command line and its exit codes.
+#include "common/console.h"
+#include "common/errors.h"
+#include "common/output_file.h"
+#include "decode_command.h"
+#include "info_command.h"
+
+#include <kelvcpx/core.h>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <charconv>
+#include <csignal>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <string>
+#include <system_error>
+
+namespace
+{
+
+using namespace kelvcpx::app;
+
+using Command = std::function<int()>;
+
+constexpr auto exitCodes =
+    "Exit codes: 0 everything was decoded without damage, 1 damage was concealed or the\n"
+    "command failed, 2 the command line is wrong.";
+
+constexpr auto inputHelp = "Elementary stream or container with a video stream; - is standard input";
+
+// Says what is wrong with a number of pictures, or nothing.
+std::string checkCount(const std::string& text)
+{
+    int64_t count = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), count);
+    const bool good = error == std::errc() && end == text.data() + text.size() && count > 0;
+    return good ? "" : fmt::format("{} is not a whole number above 0", text);
+}
+
+void addInfo(CLI::App& app, Command& command)
+{
+    CLI::App* info = app.add_subcommand("info", "Say what a video file contains");
+    auto input = std::make_shared<std::string>();
+    info->add_option("INPUT", *input, inputHelp)->required()->type_name("");
+    info->callback([&command, input] { command = [input] { return runInfo(*input); }; });
+}
+
+void addDecode(CLI::App& app, Command& command)
+{
+    CLI::App* decode = app.add_subcommand(
+        "decode", "Decode a video stream; without an output, only tell how long that takes");
+    auto options = std::make_shared<DecodeOptions>();
+    auto format = std::make_shared<std::string>();
+    decode->add_option("INPUT", options->input, inputHelp)->required()->type_name("");
+    decode->add_option("-o,--output", options->output, "File for the decoded video; - is standard output")
+        ->type_name("FILE");
+    decode->add_option("--format", *format, "y4m (YUV4MPEG2) or yuv (planes only); default by FILE's name")
+        ->check(CLI::IsMember({"y4m", "yuv"}).description(""))
+        ->type_name("FORMAT");
+    decode->add_option("--frames", options->frames, "Stop after N pictures")
+        ->check(checkCount)
+        ->type_name("N");
+    decode->add_flag("--md5", options->md5, "Print the number and the MD5 of every picture");
+    decode->add_option("--png", options->pngFolder, "Write every picture as DIR/picture-NNNNN.png")
+        ->type_name("DIR");
+    decode->callback([&command, options, format] {
+        if (!format->empty())
+            options->format = *format == "yuv" ? PlanarFormat::yuv : PlanarFormat::y4m;
+        command = [options] { return runDecode(*options); };
+    });
+}
+
+int report(const std::string& message, int exitCode)
+{
+    Console().message(message);
+    return exitCode;
+}
+
+int run(const Command& command)
+{
+    try {
+        return command();
+    } catch (const OutputClosed&) {
+        return exitFailure;
+    } catch (const UsageError& error) {
+        return report(error.what(), exitUsage);
+    } catch (const std::exception& error) {
+        return report(error.what(), exitFailure);
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    // A reader that goes away is noticed by the write that fails.
+    std::signal(SIGPIPE, SIG_IGN);
+
+    CLI::App app("Decodes video with the primitives of the kelvcpx library.", "kelvcpx");
+    app.footer(exitCodes);
+    app.require_subcommand(1);
+    app.set_version_flag("--version", fmt::format("kelvcpx {}", kelvcGetLibVersion()->versionText));
+    Command command;
+    addInfo(app, command);
+    addDecode(app, command);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? exitOk : exitUsage;
+    }
+    return run(command);
+}
