@@ -8,11 +8,9 @@
 #include <string_view>
 #include <vector>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
-namespace
-{
+namespace {
 
 using MakeDecoder = std::unique_ptr<VideoDecoder> (*)(const VideoStream&, DamageListener&);
 

@@ -6,8 +6,7 @@
 
 #include <memory>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 // A decoder for the stream, which has already seen the headers that the container keeps apart. The listener
 // must outlive it. Throws UnsupportedStream if there is none.

@@ -16,11 +16,9 @@
 #include <system_error>
 #include <vector>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
-namespace
-{
+namespace {
 
 using Outputs = std::vector<std::unique_ptr<PictureOutput>>;
 
@@ -53,8 +51,7 @@ public:
     explicit DecodeRun(const DecodeOptions& options)
         : options_(options), damage_(console_), demuxer_(options.input),
           decoder_(makeDecoder(demuxer_.stream(), damage_)), outputs_(makeOutputs(options))
-    {
-    }
+    {}
 
     int execute()
     {

@@ -7,8 +7,7 @@
 #include <optional>
 #include <string>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 struct DecodeOptions {
     std::string input;                  // "-" is standard input

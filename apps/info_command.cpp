@@ -12,11 +12,9 @@
 #include <cstdint>
 #include <vector>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
-namespace
-{
+namespace {
 
 // Damage is for `kelvcpx decode` to report.
 class Silence : public DamageListener

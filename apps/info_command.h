@@ -3,8 +3,7 @@
 
 #include <string>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 // Prints on standard output and returns the exit code. Throws InputError, UnsupportedStream or OutputError.
 int runInfo(const std::string& input);

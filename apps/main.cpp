@@ -19,8 +19,7 @@
 #include <string>
 #include <system_error>
 
-namespace
-{
+namespace {
 
 using namespace kelvcpx::app;
 

@@ -5,11 +5,9 @@
 
 #include <string>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
-namespace
-{
+namespace {
 
 constexpr std::chrono::milliseconds progressInterval{200};
 

@@ -4,8 +4,7 @@
 #include <chrono>
 #include <string_view>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 class Console
 {

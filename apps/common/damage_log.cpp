@@ -2,8 +2,7 @@
 
 #include <fmt/format.h>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 void DamageLog::damaged(const std::string& message)
 {

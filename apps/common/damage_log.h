@@ -7,8 +7,7 @@
 #include <cstdint>
 #include <string>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 class DamageLog : public DamageListener
 {

@@ -12,11 +12,9 @@ extern "C" {
 #include <algorithm>
 #include <array>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
-namespace
-{
+namespace {
 
 std::string reason(int error)
 {

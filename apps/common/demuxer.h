@@ -11,8 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 // What the container says about its video stream. The headers of the stream itself are the decoder's
 // business.

@@ -3,8 +3,7 @@
 
 #include <stdexcept>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 // The input cannot be opened, or is no video.
 class InputError : public std::runtime_error

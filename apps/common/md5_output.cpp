@@ -13,8 +13,7 @@ extern "C" {
 #include <memory>
 #include <new>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 std::string pictureMd5(const PictureView& picture)
 {

@@ -7,8 +7,7 @@
 #include <cstdint>
 #include <string>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 // MD5, in hexadecimal, of all bytes that forEachRow() shows.
 std::string pictureMd5(const PictureView& picture);

@@ -8,8 +8,7 @@
 #include <cstring>
 #include <utility>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 OutputFile::OutputFile(std::string path) : path_(std::move(path))
 {

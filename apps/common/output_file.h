@@ -7,8 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 class OutputError : public std::runtime_error
 {

@@ -3,8 +3,7 @@
 
 #include "common/picture.h"
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 class PictureOutput
 {

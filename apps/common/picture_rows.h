@@ -8,8 +8,7 @@
 #include <cstdint>
 #include <span>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 template <class Function>
 void forEachRow(const PictureView& picture, Function function)

@@ -8,11 +8,9 @@
 #include <string_view>
 #include <utility>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
-namespace
-{
+namespace {
 
 char interlacing(FieldOrder order)
 {
@@ -105,8 +103,7 @@ PlanarFormat planarFormatOf(const std::string& path)
 
 PlanarOutput::PlanarOutput(std::string path, PlanarFormat format)
     : path_(std::move(path)), fileFormat_(format)
-{
-}
+{}
 
 void PlanarOutput::begin(const VideoFormat& format)
 {

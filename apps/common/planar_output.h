@@ -9,8 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 enum class PlanarFormat { y4m, yuv };
 

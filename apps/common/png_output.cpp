@@ -10,8 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 PngOutput::PngOutput(std::filesystem::path folder) : folder_(std::move(folder))
 {

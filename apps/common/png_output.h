@@ -6,8 +6,7 @@
 #include <cstdint>
 #include <filesystem>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 class PngOutput : public PictureOutput
 {

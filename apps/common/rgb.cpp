@@ -3,11 +3,9 @@
 #include <algorithm>
 #include <cstddef>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
-namespace
-{
+namespace {
 
 // Factors of R, G and B in 1/65536 for 8-bit samples of 219 steps of luma and 224 of chroma.
 struct Factors {

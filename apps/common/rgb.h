@@ -6,8 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace kelvcpx::app
-{
+namespace kelvcpx::app {
 
 // Three bytes a sample, rows without padding. The matrix is the one that the format names, otherwise that of
 // ITU-R BT.601 up to 576 rows and that of BT.709 above; chroma is taken from the nearest sample.
