@@ -20,11 +20,14 @@ using Reference = Block<const uint8_t>;
 using Residual = Block<const int16_t>;
 using Destination = Block<uint8_t>;
 
-// The kernels of the large blocks serve every height; those of the small blocks have theirs built in.
+// The kernels of the large blocks serve every height; those of the small blocks have theirs built in. The
+// operands of a kernel with one reference fit the registers that pass arguments on most machines.
 using LargeKernel = void (*)(Reference, Residual, Destination, int32_t rounding, int32_t height);
-using LargeKernelB = void (*)(Reference, Reference, Residual, Destination, int32_t rounding, int32_t height);
 using SmallKernel = void (*)(Reference, Residual, Destination, int32_t rounding);
-using SmallKernelB = void (*)(Reference, Reference, Residual, Destination, int32_t rounding);
+using LargeKernelB = void (*)(const Reference&, const Reference&, const Residual&, const Destination&,
+                              int32_t rounding, int32_t height);
+using SmallKernelB = void (*)(const Reference&, const Reference&, const Residual&, const Destination&,
+                              int32_t rounding);
 
 // Adds the residual (ISO/IEC 13818-2 7.6.8) to the strips that `nextPrediction` returns.
 template <int Width, int Rows, class NextPrediction>
@@ -46,8 +49,8 @@ void reconstruct(Reference ref, Residual residual, Destination dst, int32_t roun
 
 // The average of the two predictions rounds up whatever the rounding control is (ISO/IEC 13818-2 7.6.7).
 template <int Width, int Rows, int Distance, Position positionF, Position positionB>
-void reconstructB(Reference refF, Reference refB, Residual residual, Destination dst, int32_t rounding,
-                  int32_t height)
+void reconstructB(const Reference& refF, const Reference& refB, const Residual& residual,
+                  const Destination& dst, int32_t rounding, int32_t height)
 {
     HalfSampleStrips<positionF, Width, Rows, Distance> forward(refF.data, refF.step, rounding);
     HalfSampleStrips<positionB, Width, Rows, Distance> backward(refB.data, refB.step, rounding);
@@ -61,7 +64,8 @@ void reconstructSmall(Reference ref, Residual residual, Destination dst, int32_t
 }
 
 template <int Width, int Height, Position positionF, Position positionB>
-void reconstructSmallB(Reference refF, Reference refB, Residual residual, Destination dst, int32_t rounding)
+void reconstructSmallB(const Reference& refF, const Reference& refB, const Residual& residual,
+                       const Destination& dst, int32_t rounding)
 {
     reconstructB<Width, stripRows<Width, Height>, 1, positionF, positionB>(refF, refB, residual, dst,
                                                                            rounding, Height);
@@ -130,10 +134,9 @@ constexpr auto MC4x2BFnTbl = smallTableB<4, 2>;
 constexpr auto MC4x4BFnTbl = smallTableB<4, 4>;
 constexpr auto MC4x8BFnTbl = smallTableB<4, 8>;
 
-// What an operation does, inlined into each so that the operands go to the kernel in registers.
-[[gnu::always_inline]] inline Status compensate(const std::array<LargeKernel, 8>& table, int32_t height,
-                                                Reference ref, Residual residual, Destination dst,
-                                                int32_t mcType, int32_t rounding)
+// What an operation does.
+Status compensate(const std::array<LargeKernel, 8>& table, int32_t height, Reference ref, Residual residual,
+                  Destination dst, int32_t mcType, int32_t rounding)
 {
     if (anyNull(ref.data, residual.data, dst.data))
         return StatusNullPointer;
@@ -142,9 +145,8 @@ constexpr auto MC4x8BFnTbl = smallTableB<4, 8>;
     return StatusOk;
 }
 
-[[gnu::always_inline]] inline Status compensate(const std::array<SmallKernel, 16>& table, Reference ref,
-                                                Residual residual, Destination dst, int32_t mcType,
-                                                int32_t rounding)
+Status compensate(const std::array<SmallKernel, 16>& table, Reference ref, Residual residual, Destination dst,
+                  int32_t mcType, int32_t rounding)
 {
     if (anyNull(ref.data, residual.data, dst.data))
         return StatusNullPointer;
@@ -159,9 +161,8 @@ struct ReferencePair {
     int32_t mcTypeB;
 };
 
-[[gnu::always_inline]] inline Status compensate(const std::array<LargeKernelB, 32>& table, int32_t height,
-                                                const ReferencePair& refs, Residual residual, Destination dst,
-                                                int32_t rounding)
+Status compensate(const std::array<LargeKernelB, 32>& table, int32_t height, const ReferencePair& refs,
+                  Residual residual, Destination dst, int32_t rounding)
 {
     if (anyNull(refs.forward.data, refs.backward.data, residual.data, dst.data))
         return StatusNullPointer;
@@ -172,9 +173,8 @@ struct ReferencePair {
     return StatusOk;
 }
 
-[[gnu::always_inline]] inline Status compensate(const std::array<SmallKernelB, 16>& table,
-                                                const ReferencePair& refs, Residual residual, Destination dst,
-                                                int32_t rounding)
+Status compensate(const std::array<SmallKernelB, 16>& table, const ReferencePair& refs, Residual residual,
+                  Destination dst, int32_t rounding)
 {
     if (anyNull(refs.forward.data, refs.backward.data, residual.data, dst.data))
         return StatusNullPointer;
