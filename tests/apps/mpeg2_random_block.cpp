@@ -18,7 +18,7 @@ using app::mpeg2::codeRows;
 // Coefficients in the library's transposed layout, like the scan and the weights of BlockCoding.
 using Coefficients = std::array<int16_t, 64>;
 
-constexpr int greatestSum = 1500; // of coefficient magnitudes: no saturation anywhere
+constexpr int greatestSum = 1500; // of coefficient magnitudes, without an intra DC: none is saturated
 
 int sign(int value)
 {
@@ -56,12 +56,12 @@ Coefficients reconstruct(const BlockCoding& coding, const Levels& levels)
     return coefficients;
 }
 
-bool withinBounds(const Coefficients& coefficients)
+bool withinBounds(const BlockCoding& coding, const Coefficients& coefficients)
 {
     int sum = 0;
-    for (const int value : coefficients)
-        sum += std::abs(value);
-    return sum <= greatestSum + 2040; // an intra DC is up to 2040
+    for (std::size_t i = coding.intra ? 1 : 0; i < 64; i++)
+        sum += std::abs(coefficients[i]);
+    return sum <= greatestSum;
 }
 
 // The one-dimensional inverse DCT of elements that are `step` apart.
@@ -180,7 +180,7 @@ void writeDc(Draft& draft, const BlockCoding& coding, int dc, int& predictor)
     int size = 0;
     while (std::abs(difference) >> size != 0)
         size++;
-    draft.bits.put(codeOf(codeRows.dcSize[coding.chroma ? 1 : 0], size));
+    draft.putCode(codeRows.dcSize[coding.chroma ? 1 : 0], size);
     draft.bits.put(difference >= 0 ? difference : difference - 1, size); // a negative one minus 1, 7.2.1
 }
 
@@ -217,15 +217,19 @@ void writeCoefficient(Draft& draft, const BlockCoding& coding, int run, int leve
         writeEscape(draft, coding, run, level);
         return;
     }
+    draft.codes.insert(&*row);
     draft.bits.put(row->bits);
     draft.bits.put(signBit, 1);
 }
 
 } // namespace
 
-std::string_view codeOf(std::span<const app::ValueCode> rows, int value)
+void Draft::putCode(std::span<const app::ValueCode> rows, int value)
 {
-    return std::find_if(rows.begin(), rows.end(), [=](const auto& row) { return row.value == value; })->bits;
+    const auto row = std::find_if(rows.begin(), rows.end(),
+                                  [=](const auto& candidate) { return candidate.value == value; });
+    codes.insert(&*row);
+    bits.put(row->bits);
 }
 
 Levels anyLevels(Random& random, const BlockCoding& coding)
@@ -246,7 +250,7 @@ Levels anyLevels(Random& random, const BlockCoding& coding)
             continue;
         if (coding.intra)
             levels[0] = randomDc(random, coding);
-        if (withinBounds(reconstruct(coding, levels)))
+        if (withinBounds(coding, reconstruct(coding, levels)))
             return levels;
     }
 }
@@ -260,7 +264,7 @@ Levels exactLevels(Random& random, const BlockCoding& coding)
         if (isZero(levels))
             continue;
         const Coefficients coefficients = reconstruct(coding, levels);
-        if (withinBounds(coefficients) && roundsAlike(coding, levels, coefficients))
+        if (withinBounds(coding, coefficients) && roundsAlike(coding, levels, coefficients))
             return levels;
     }
     throw std::logic_error("no block comes out of the inverse DCT as it should");

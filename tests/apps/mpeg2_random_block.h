@@ -9,22 +9,26 @@
 #include "mpeg2/scan.h"
 
 #include <array>
+#include <cstdint>
 #include <map>
+#include <set>
 #include <span>
 #include <string>
-#include <string_view>
 
 namespace kelvcpx::test {
 
 // A stream while it is made.
 struct Draft {
+    explicit Draft(uint32_t seed) : random(seed) {}
+
     Random random;
     BitWriter bits;
     std::map<std::string, int> tools; // how often each tool of the standards was used
-};
+    std::set<const void*> codes;      // the rows of the code tables that were used
 
-// The code of a value that the table has.
-std::string_view codeOf(std::span<const app::ValueCode> rows, int value);
+    // Writes the code of a value that the table has.
+    void putCode(std::span<const app::ValueCode> rows, int value);
+};
 
 // What decides how a block is coded and dequantised.
 struct BlockCoding {

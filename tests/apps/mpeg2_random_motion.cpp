@@ -152,14 +152,14 @@ void VectorWriter::writeComponent(int value, int prediction, int fCode)
     if (delta == -16 * f && draft_.random.oneIn(2))
         delta = 16 * f;
     const int magnitude = delta == 0 ? 0 : (std::abs(delta) - 1) / f + 1;
-    draft_.bits.put(codeOf(codeRows.motionCode, delta < 0 ? -magnitude : magnitude));
+    draft_.putCode(codeRows.motionCode, delta < 0 ? -magnitude : magnitude);
     if (magnitude != 0)
         draft_.bits.put((std::abs(delta) - 1) % f, fCode - 1);
 }
 
 void VectorWriter::writeDifferential(int value)
 {
-    draft_.bits.put(codeOf(codeRows.dmvector, value));
+    draft_.putCode(codeRows.dmvector, value);
 }
 
 bool VectorWriter::canRepeat(int direction, int x, int y) const

@@ -143,13 +143,13 @@ void PictureWriter::writeIncrement(int increment)
     const auto rows = codeRows.addressIncrement;
     while (!plan_.sequence.mpeg2 && draft_.random.oneIn(10)) {
         draft_.tools["macroblock stuffing"]++;
-        draft_.bits.put(codeOf(rows, addressStuffing));
+        draft_.putCode(rows, addressStuffing);
     }
     for (; increment > 33; increment -= 33) {
         draft_.tools["macroblock address escape"]++;
-        draft_.bits.put(codeOf(rows, addressEscape));
+        draft_.putCode(rows, addressEscape);
     }
-    draft_.bits.put(codeOf(rows, increment));
+    draft_.putCode(rows, increment);
 }
 
 void PictureWriter::writeMacroblock(int address)
@@ -243,7 +243,7 @@ void PictureWriter::writeModes(const Macroblock& macroblock)
 {
     BitWriter& bits = draft_.bits;
     const auto rows = codeRows.macroblockType[static_cast<std::size_t>(plan_.header.type) - 1];
-    bits.put(codeOf(rows, macroblock.type));
+    draft_.putCode(rows, macroblock.type);
     if (plan_.isFrame() && plan_.header.framePredFrameDct)
         return;
     if (macroblock.has(typeForward | typeBackward))
@@ -280,7 +280,7 @@ unsigned PictureWriter::writePattern()
 {
     const int extra = blockCount() - 6;
     const auto pattern = draft_.random.uniform<unsigned>(1, (1 << blockCount()) - 1);
-    draft_.bits.put(codeOf(codeRows.codedBlockPattern, static_cast<int>(pattern >> extra)));
+    draft_.putCode(codeRows.codedBlockPattern, static_cast<int>(pattern >> extra));
     draft_.bits.put(pattern, extra);
     return pattern;
 }

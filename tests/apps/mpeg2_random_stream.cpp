@@ -55,8 +55,7 @@ private:
     std::string types_; // of the frames in coding order, as they came out
 };
 
-StreamWriter::StreamWriter(const RandomStreamOptions& options)
-    : options_(options), draft_{Random(options.seed), {}, {}}
+StreamWriter::StreamWriter(const RandomStreamOptions& options) : options_(options), draft_(options.seed)
 {
     sequence_.mpeg2 = !options.mpeg1;
     sequence_.width = options.width;
@@ -77,7 +76,7 @@ RandomStream StreamWriter::write()
         writeFrame(i);
     }
     draft_.bits.startCode(sequenceEnd);
-    return {draft_.bits.bytes(), displayTypes(), draft_.tools};
+    return {draft_.bits.bytes(), displayTypes(), draft_.tools, draft_.codes};
 }
 
 // sequence_header(), 6.2.2.1.

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,7 @@ struct RandomStream {
     std::vector<uint8_t> bytes;
     std::string types;                // of the frames in display order; I stands for nothing but intra
     std::map<std::string, int> tools; // how often each tool of the standards was used
+    std::set<const void*> codes;      // the rows of app::mpeg2::codeRows that were used
 };
 
 RandomStream makeRandomStream(const RandomStreamOptions& options);
