@@ -60,8 +60,11 @@ struct RandomCode {
     {
         while (words.size() < 3)
             words = randomPrefixCode(random, 14, 6);
-        for (std::string& word : words)
-            word.insert(0, "0");
+        for (std::string& word : words) {
+            std::string prefixed{'0'};
+            prefixed += word;
+            word = std::move(prefixed);
+        }
         rows.push_back({words[0], endOfBlock, 0});
         rows.push_back({words[1], escape, 0});
         for (std::size_t i = 2; i < words.size(); i++)
