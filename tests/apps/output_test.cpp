@@ -48,9 +48,19 @@ std::string outputPath(const std::string& ending)
     return testFile("outputs/" + name + ending).string();
 }
 
-class Y4mFormats : public testing::TestWithParam<std::tuple<ChromaFormat, int>>
+using SampleKind = std::tuple<ChromaFormat, int>;
+
+class Y4mFormats : public testing::TestWithParam<SampleKind>
 {
 };
+
+// "C420p8", "Monop12"
+std::string nameOf(const testing::TestParamInfo<SampleKind>& info)
+{
+    constexpr const char* names[] = {"Mono", "C411", "C420", "C422", "C444"};
+    const auto [chroma, bitDepth] = info.param;
+    return names[static_cast<std::size_t>(chroma)] + ("p" + std::to_string(bitDepth));
+}
 
 } // namespace
 
@@ -85,8 +95,10 @@ TEST_P(Y4mFormats, AreReadByAnotherProgram)
 INSTANTIATE_TEST_SUITE_P(, Y4mFormats,
                          testing::Combine(testing::Values(ChromaFormat::monochrome, ChromaFormat::yuv420,
                                                           ChromaFormat::yuv422, ChromaFormat::yuv444),
-                                          testing::Values(8, 10, 12)));
-INSTANTIATE_TEST_SUITE_P(OnlyOf8Bits, Y4mFormats, testing::Values(std::tuple(ChromaFormat::yuv411, 8)));
+                                          testing::Values(8, 10, 12)),
+                         nameOf);
+INSTANTIATE_TEST_SUITE_P(OnlyOf8Bits, Y4mFormats, testing::Values(SampleKind(ChromaFormat::yuv411, 8)),
+                         nameOf);
 
 TEST(Y4mHeader, TellsWhatIsKnown)
 {
