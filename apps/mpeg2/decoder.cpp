@@ -124,6 +124,10 @@ void Decoder::decode(std::span<const uint8_t> packet, const PictureSink& sink)
             decodeUnit(packet[at + 3], reader, sink);
         } catch (const DamagedUnit& damage) {
             report(damage.what());
+        } catch (const UnsupportedStream& unsupported) {
+            if (newer_ == nullptr)
+                throw;
+            report(unsupported.what()); // a sequence that was decodable so far: a bit error made it look so
         }
         at = next;
     }
