@@ -239,7 +239,7 @@ Levels anyLevels(Random& random, const BlockCoding& coding)
         Levels levels{};
         std::size_t position = coding.intra ? 1 : 0;
         for (int count = random.uniform(coding.intra ? 0 : 1, 8); count > 0; count--) {
-            const auto& row = rows[random.uniform<std::size_t>(0, rows.size() - 1)];
+            const auto& row = rows[random.uniform<std::size_t>(0, static_cast<int64_t>(rows.size()) - 1)];
             position += random.oneIn(2) ? row.run : random.uniform<std::size_t>(0, 8);
             if (position > 63)
                 break;

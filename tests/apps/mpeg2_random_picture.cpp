@@ -189,7 +189,8 @@ void PictureWriter::drawType(Macroblock& macroblock)
     const auto rows = codeRows.macroblockType[static_cast<std::size_t>(plan_.header.type) - 1];
     const bool rarelyIntra = plan_.header.type != PictureType::intra && !intraSlice_;
     do {
-        macroblock.type = rows[draft_.random.uniform<std::size_t>(0, rows.size() - 1)].value;
+        macroblock.type =
+            rows[draft_.random.uniform<std::size_t>(0, static_cast<int64_t>(rows.size()) - 1)].value;
     } while (!typeIsAllowed(macroblock.type) ||
              (rarelyIntra && macroblock.has(typeIntra) && !draft_.random.oneIn(3)));
 }
