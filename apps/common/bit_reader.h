@@ -71,6 +71,8 @@ public:
         return value;
     }
 
+    void alignToByte() { skip(static_cast<int32_t>((8 - position() % 8) % 8)); }
+
     int32_t readInt(int32_t n) { return static_cast<int32_t>(read(n)); }
     bool readFlag() { return read(1) != 0; }
 

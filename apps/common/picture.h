@@ -11,6 +11,8 @@ namespace kelvcpx::app {
 struct Rational {
     int64_t numerator = 0;
     int64_t denominator = 1;
+
+    bool operator==(const Rational&) const = default;
 };
 
 enum class ChromaFormat { monochrome, yuv411, yuv420, yuv422, yuv444 };
