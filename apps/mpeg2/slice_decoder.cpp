@@ -97,8 +97,8 @@ void SliceDecoder::readScale(BitReader& reader)
 // 7.2.1; the library's MPEG-1 predictor has the scale of the reconstructed DC.
 void SliceDecoder::resetDcPredictors()
 {
-    dcPredictors_.fill(
-        context_.sequence.mpeg2 ? static_cast<int16_t>(128 << context_.picture.intraDcPrecision) : 1024);
+    const int middle = context_.sequence.mpeg2 ? 128 << context_.picture.intraDcPrecision : 1024;
+    dcPredictors_.fill(static_cast<int16_t>(middle));
 }
 
 void SliceDecoder::decodeMacroblock(BitReader& reader, int address)
