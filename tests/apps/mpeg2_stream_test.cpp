@@ -1,5 +1,5 @@
-// The MPEG-1 and MPEG-2 decoder against an independent one: on streams of independent encoders, on random
-// streams with what no encoder writes, and on damaged streams.
+// The MPEG-1 and MPEG-2 decoder against an independent one: on streams of an independent encoder, and on
+// random streams with what no encoder writes.
 #include "apps/mpeg2_random_stream.h"
 #include "apps/support/clip.h"
 #include "apps/support/frames.h"
