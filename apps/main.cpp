@@ -79,26 +79,9 @@ int report(const std::string& message, int exitCode)
     return exitCode;
 }
 
-int run(const Command& command)
+// Finds the command in the arguments and runs it.
+int run(int argc, char** argv)
 {
-    try {
-        return command();
-    } catch (const OutputClosed&) {
-        return exitFailure;
-    } catch (const UsageError& error) {
-        return report(error.what(), exitUsage);
-    } catch (const std::exception& error) {
-        return report(error.what(), exitFailure);
-    }
-}
-
-} // namespace
-
-int main(int argc, char** argv)
-{
-    // A reader that goes away is noticed by the write that fails.
-    std::signal(SIGPIPE, SIG_IGN);
-
     CLI::App app("Decodes video with the primitives of the kelvcpx library.", "kelvcpx");
     app.footer(exitCodes);
     app.require_subcommand(1);
@@ -111,5 +94,22 @@ int main(int argc, char** argv)
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? exitOk : exitUsage;
     }
-    return run(command);
+    return command();
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    // A reader that goes away is noticed by the write that fails.
+    std::signal(SIGPIPE, SIG_IGN);
+    try {
+        return run(argc, argv);
+    } catch (const OutputClosed&) {
+        return exitFailure;
+    } catch (const UsageError& error) {
+        return report(error.what(), exitUsage);
+    } catch (const std::exception& error) {
+        return report(error.what(), exitFailure);
+    }
 }

@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 fs::path testFile(const std::string& name)
 {
-    const fs::path path = fs::path(KELVCPX_TEST_FILES) / name;
+    fs::path path = fs::path(KELVCPX_TEST_FILES) / name;
     fs::create_directories(path.parent_path());
     return path;
 }
@@ -22,7 +22,7 @@ fs::path testFile(const std::string& name)
 fs::path makeClip(const std::string& name, const std::string& arguments)
 {
     const std::size_t key = std::hash<std::string>()(arguments);
-    const fs::path clip = testFile("clips/" + std::to_string(key) + "/" + name);
+    fs::path clip = testFile("clips/" + std::to_string(key) + "/" + name);
     if (fs::exists(clip))
         return clip;
     // Tests run at the same time: each makes its own, and the last one stays. The name keeps its ending,

@@ -81,8 +81,9 @@ VideoFormat parseHeader(const std::string& header)
 
 std::size_t planeBytes(const VideoFormat& format, int plane)
 {
-    return static_cast<std::size_t>(planeWidth(format, plane) * planeHeight(format, plane) *
-                                    format.bytesPerSample());
+    return static_cast<std::size_t>(planeWidth(format, plane)) *
+           static_cast<std::size_t>(planeHeight(format, plane)) *
+           static_cast<std::size_t>(format.bytesPerSample());
 }
 
 bool sameShape(const VideoFormat& a, const VideoFormat& b)

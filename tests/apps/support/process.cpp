@@ -13,8 +13,6 @@
 #include <system_error>
 #include <utility>
 
-extern char** environ;
-
 namespace kelvcpx::test {
 
 namespace {
@@ -52,6 +50,7 @@ private:
 pid_t spawn(const std::vector<std::string>& command, const Pipe& out, const Pipe& err)
 {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& word : command)
         arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
