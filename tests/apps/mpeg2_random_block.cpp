@@ -224,6 +224,14 @@ void writeCoefficient(Draft& draft, const BlockCoding& coding, int run, int leve
 
 } // namespace
 
+void Draft::startCode(int value)
+{
+    bits.align();
+    for (; random.oneIn(10); bits.put(0, 8))
+        tools["zero bytes before a start code"]++;
+    bits.startCode(value);
+}
+
 void Draft::putCode(std::span<const app::ValueCode> rows, int value)
 {
     const auto row = std::find_if(rows.begin(), rows.end(),

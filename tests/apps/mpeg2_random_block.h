@@ -26,6 +26,9 @@ struct Draft {
     std::map<std::string, int> tools; // how often each tool of the standards was used
     std::set<const void*> codes;      // the rows of the code tables that were used
 
+    // The start code with the value, sometimes behind zero bytes, which may stand there.
+    void startCode(int value);
+
     // Writes the code of a value that the table has.
     void putCode(std::span<const app::ValueCode> rows, int value);
 };

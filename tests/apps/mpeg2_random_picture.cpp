@@ -57,7 +57,7 @@ void PictureWriter::writeSliceHeader(int row)
 {
     BitWriter& bits = draft_.bits;
     const bool extended = plan_.sequence.height > 2800;
-    bits.startCode(firstSliceStart + (extended ? row % 128 : row));
+    draft_.startCode(firstSliceStart + (extended ? row % 128 : row));
     if (extended) {
         draft_.tools["slice_vertical_position_extension"]++;
         bits.put(row / 128, 3);

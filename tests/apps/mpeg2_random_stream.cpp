@@ -31,6 +31,8 @@ public:
 private:
     void writeSequence();
     void writeSequenceExtension();
+    void writeDisplayExtension();
+    void writeCopyrightExtension();
     void writeMatrix(const Matrix& matrix);
     void writeGroup(bool closed);
     void writeUserData();
@@ -75,7 +77,7 @@ RandomStream StreamWriter::write()
         }
         writeFrame(i);
     }
-    draft_.bits.startCode(sequenceEnd);
+    draft_.startCode(sequenceEnd);
     return {draft_.bits.bytes(), displayTypes(), draft_.tools, draft_.codes};
 }
 
@@ -91,7 +93,7 @@ void StreamWriter::writeSequence()
     if (nonIntra)
         sequence_.matrices.nonIntra.fill(randomMatrix(false));
 
-    bits.startCode(sequenceHeaderStart);
+    draft_.startCode(sequenceHeaderStart);
     bits.put(options_.width, 12);
     bits.put(options_.height, 12);
     bits.put(1, 4);                                 // square samples
@@ -106,8 +108,11 @@ void StreamWriter::writeSequence()
     bits.put(nonIntra, 1);
     if (nonIntra)
         writeMatrix(sequence_.matrices.nonIntra[0]);
-    if (sequence_.mpeg2)
+    if (sequence_.mpeg2) {
         writeSequenceExtension();
+        if (draft_.random.oneIn(2))
+            writeDisplayExtension();
+    }
     writeUserData();
 }
 
@@ -116,7 +121,7 @@ void StreamWriter::writeSequenceExtension()
 {
     BitWriter& bits = draft_.bits;
     const bool chroma420 = sequence_.chroma == app::ChromaFormat::yuv420;
-    bits.startCode(extensionStart);
+    draft_.startCode(extensionStart);
     bits.put(1, 4);
     bits.put(chroma420 ? 0x44 : 0x82, 8); // Main or 4:2:2 profile at High level
     bits.put(sequence_.progressive, 1);
@@ -128,6 +133,32 @@ void StreamWriter::writeSequenceExtension()
     bits.put(0, 8); // vbv buffer size
     bits.put(sequence_.lowDelay, 1);
     bits.put(0, 7); // frame rate
+}
+
+// 6.2.2.4. It does not change the decoded pictures.
+void StreamWriter::writeDisplayExtension()
+{
+    BitWriter& bits = draft_.bits;
+    draft_.startCode(extensionStart);
+    bits.put(2, 4);
+    bits.put(5, 3); // unspecified video format
+    bits.put(0, 1); // no colour description
+    bits.put(options_.width, 14);
+    bits.put(1, 1);
+    bits.put(options_.height, 14);
+}
+
+// 6.2.3.6. It does not change anything at all.
+void StreamWriter::writeCopyrightExtension()
+{
+    BitWriter& bits = draft_.bits;
+    draft_.startCode(extensionStart);
+    bits.put(4, 4);
+    bits.put(draft_.random.uniform(0, (1 << 17) - 1), 17); // flags, the registrar, reserved bits
+    for (const int length : {20, 22, 22}) {
+        bits.put(1, 1);
+        bits.put(draft_.random.uniform(0, (1 << length) - 1), length);
+    }
 }
 
 void StreamWriter::writeMatrix(const Matrix& matrix)
@@ -151,7 +182,7 @@ Matrix StreamWriter::randomMatrix(bool intra)
 void StreamWriter::writeGroup(bool closed)
 {
     BitWriter& bits = draft_.bits;
-    bits.startCode(groupStart);
+    draft_.startCode(groupStart);
     bits.put(1 << 12, 25); // time code zero
     bits.put(closed, 1);
     bits.put(0, 1);
@@ -162,7 +193,7 @@ void StreamWriter::writeUserData()
 {
     if (!draft_.random.oneIn(3))
         return;
-    draft_.bits.startCode(userDataStart);
+    draft_.startCode(userDataStart);
     for (int i = 0; i < 10; i++)
         draft_.bits.put(draft_.random.uniform(1, 255), 8);
 }
@@ -245,6 +276,8 @@ void StreamWriter::writePicture(PicturePlan& plan)
         writeCodingExtension(plan.header);
         if (draft_.random.oneIn(3))
             drawMatrices();
+        if (draft_.random.oneIn(4))
+            writeCopyrightExtension();
         writeUserData();
     }
     plan.sequence = sequence_;
@@ -297,7 +330,7 @@ void StreamWriter::drawFCodes(PicturePlan& plan)
 void StreamWriter::writePictureHeader(const Picture& picture)
 {
     BitWriter& bits = draft_.bits;
-    bits.startCode(pictureStart);
+    draft_.startCode(pictureStart);
     bits.put(picture.temporalReference, 10);
     bits.put(static_cast<int>(picture.type), 3);
     bits.put(0xFFFF, 16); // vbv_delay
@@ -324,7 +357,7 @@ void StreamWriter::writeVectorHeader(const Picture& picture, std::size_t directi
 void StreamWriter::writeCodingExtension(const Picture& picture)
 {
     BitWriter& bits = draft_.bits;
-    bits.startCode(extensionStart);
+    draft_.startCode(extensionStart);
     bits.put(8, 4);
     for (const auto& direction : picture.fCode)
         for (const int code : direction)
@@ -350,7 +383,7 @@ void StreamWriter::writeCodingExtension(const Picture& picture)
 void StreamWriter::drawMatrices()
 {
     BitWriter& bits = draft_.bits;
-    bits.startCode(extensionStart);
+    draft_.startCode(extensionStart);
     bits.put(3, 4);
     for (std::size_t chroma = 0; chroma < 2; chroma++)
         for (auto* const matrices : {&sequence_.matrices.intra, &sequence_.matrices.nonIntra}) {

@@ -10,10 +10,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <set>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kelvcpx::test {
@@ -24,6 +28,14 @@ namespace fs = std::filesystem;
 
 // The reference decoder with an inverse DCT in floating point.
 const std::string referenceArguments = "-threads 1 -idct faani ";
+
+fs::path store(const std::string& name, std::span<const uint8_t> bytes)
+{
+    const fs::path file = testFile("random/" + name + ".m2v");
+    std::ofstream(file, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    return file;
+}
 
 void expectSameFormat(const app::VideoFormat& ours, const app::VideoFormat& theirs)
 {
@@ -139,6 +151,25 @@ const EncodedStream encodedStreams[] = {
 
 INSTANTIATE_TEST_SUITE_P(Ffmpeg, EncodedMpegVideo, testing::ValuesIn(encodedStreams), encodedName);
 
+// Tuned in to in mid-stream: the B pictures before the first intra picture have nothing to refer to, and are
+// passed over.
+TEST(EncodedMpegVideo, StartsInAnOpenGroup)
+{
+    const fs::path clip = makeClip("open.m2v", source("testsrc2") + "-c:v mpeg2video -g 9 -bf 2 -q:v 4");
+    std::ifstream in(clip, std::ios::binary);
+    const std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(in), {}};
+    constexpr uint8_t sequenceHeader[] = {0, 0, 1, 0xB3};
+    const auto second =
+        std::search(bytes.begin() + 1, bytes.end(), std::begin(sequenceHeader), std::end(sequenceHeader));
+    ASSERT_NE(second, bytes.end());
+    const fs::path file = store("open", {second, bytes.end()});
+    const DecodedStream ours = decodeInProcess(file);
+    EXPECT_EQ(ours.damage, std::vector<std::string>());
+    const std::string types = pictureTypes(file);
+    EXPECT_TRUE(types.starts_with('I')) << types;
+    expectClose(ours.frames, decodeWithFfmpeg(file, referenceArguments), types, {54, 45});
+}
+
 // A kind of random streams, and how many of them.
 struct RandomKind {
     std::string name;
@@ -162,10 +193,8 @@ protected:
         for (int i = 0; i < GetParam().count; i++, options.seed++) {
             SCOPED_TRACE("seed " + std::to_string(options.seed));
             const RandomStream stream = makeRandomStream(options);
-            const fs::path file = testFile("random/" + GetParam().name + std::to_string(i) + ".m2v");
-            std::ofstream(file, std::ios::binary)
-                .write(reinterpret_cast<const char*>(stream.bytes.data()),
-                       static_cast<std::streamsize>(stream.bytes.size()));
+            const fs::path file = store(
+                (options.exact ? "exact/" : "close/") + GetParam().name + std::to_string(i), stream.bytes);
             const DecodedStream ours = decodeInProcess(file);
             EXPECT_EQ(ours.damage, std::vector<std::string>());
             const auto theirs = decodeWithFfmpeg(file, referenceArguments + "-f mpegvideo");
@@ -249,6 +278,30 @@ const RandomKind closeKinds[] = {
 INSTANTIATE_TEST_SUITE_P(Streams, ExactRandomMpegVideo, testing::ValuesIn(exactKinds), kindName);
 INSTANTIATE_TEST_SUITE_P(Streams, CloseRandomMpegVideo, testing::ValuesIn(closeKinds), kindName);
 
+// Streams of different standards, sizes and formats, with and without a sequence end code in between, are as
+// good as each for itself.
+TEST(RandomMpegVideo, FollowOneAnother)
+{
+    std::vector<uint8_t> all;
+    std::vector<Frame> expected;
+    bool keepEndCode = true;
+    const RandomKind* const kinds[] = {&exactKinds[0],  &exactKinds[5],  &exactKinds[11], &exactKinds[12],
+                                       &exactKinds[10], &exactKinds[16], &exactKinds[1]};
+    for (const RandomKind* const kind : kinds) {
+        const std::vector<uint8_t> bytes = makeRandomStream(kind->options).bytes;
+        for (Frame& frame : decodeInProcess(store("alone", bytes)).frames)
+            expected.push_back(std::move(frame));
+        constexpr int endCode = 4;
+        all.insert(all.end(), bytes.begin(), bytes.end() - (keepEndCode ? 0 : endCode));
+        keepEndCode = !keepEndCode;
+    }
+    const DecodedStream together = decodeInProcess(store("together", all));
+    EXPECT_EQ(together.damage, std::vector<std::string>());
+    ASSERT_EQ(together.frames.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); i++)
+        EXPECT_EQ(differences(together.frames[i], expected[i]), "") << "picture " << i;
+}
+
 // What the tests above are worth: the streams use all that the standards have, every code of every table
 // included.
 TEST(RandomMpegVideo, UsesEverything)
@@ -317,6 +370,7 @@ TEST(RandomMpegVideo, UsesEverything)
                                     "intra_dc_precision 0",
                                     "intra_dc_precision 1",
                                     "intra_dc_precision 2",
+                                    "zero bytes before a start code",
                                     "intra_dc_precision 3"};
     for (const char* const tool : expected)
         EXPECT_GE(tools[tool], 3) << tool;

@@ -28,10 +28,13 @@ public:
             put(bit == '1', 1);
     }
 
-    // 00 00 01 and the value, behind as many zero bits as it takes to the next byte.
+    // Fills the current byte with zero bits.
+    void align() { bitCount_ = 8 * bytes_.size(); }
+
+    // 00 00 01 and the value, from the next byte on.
     void startCode(int value)
     {
-        bitCount_ = 8 * bytes_.size();
+        align();
         put(0x100 | value, 32);
     }
 
