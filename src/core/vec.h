@@ -14,6 +14,7 @@ using Vec16 [[gnu::vector_size(16)]] = T;
 using U8x16 = Vec16<uint8_t>;
 using S16x8 = Vec16<int16_t>;
 using U16x8 = Vec16<uint16_t>;
+using S32x4 = Vec16<int32_t>;
 using U32x4 = Vec16<uint32_t>;
 
 // Reads a T from any address.
@@ -39,6 +40,16 @@ inline U8x16 splat8(uint8_t value)
 inline S16x8 splat16(int16_t value)
 {
     return S16x8{} + value;
+}
+
+inline U8x16 minimum(U8x16 a, U8x16 b)
+{
+    return a < b ? a : b;
+}
+
+inline U8x16 maximum(U8x16 a, U8x16 b)
+{
+    return a > b ? a : b;
 }
 
 inline S16x8 minimum(S16x8 a, S16x8 b)
@@ -157,6 +168,28 @@ inline S16x8 widenLow(U8x16 v)
 inline S16x8 widenHigh(U8x16 v)
 {
     return std::bit_cast<S16x8>(littleEndian ? interleaveHigh(v, U8x16{}) : interleaveHigh(U8x16{}, v));
+}
+
+// The signed lanes of the lower half with 32 bits each.
+inline S32x4 widenLow(S16x8 v)
+{
+    return std::bit_cast<S32x4>(interleaveLow(v, v)) >> 16;
+}
+
+// The signed lanes of the upper half with 32 bits each.
+inline S32x4 widenHigh(S16x8 v)
+{
+    return std::bit_cast<S32x4>(interleaveHigh(v, v)) >> 16;
+}
+
+// The low halves of the lanes of two vectors.
+inline S16x8 narrow(S32x4 low, S32x4 high)
+{
+    const S16x8 a = std::bit_cast<S16x8>(low);
+    const S16x8 b = std::bit_cast<S16x8>(high);
+    if constexpr (littleEndian)
+        return __builtin_shufflevector(a, b, 0, 2, 4, 6, 8, 10, 12, 14);
+    return __builtin_shufflevector(a, b, 1, 3, 5, 7, 9, 11, 13, 15);
 }
 
 // The low bytes of the lanes of two vectors.

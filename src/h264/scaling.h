@@ -1,0 +1,162 @@
+// Scaling of coefficients, the inverse of quantisation (ITU-T H.264 8.5.9 to 8.5.13). Whatever rule the
+// caller chose, a coefficient is multiplied by a factor and shifted, and its low bits are kept.
+#pragma once
+
+#include "core/arithmetic.h"
+#include "core/vec.h"
+#include "h264/transform.h"
+#include "tables/h264_tables.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace kelvcpx::h264 {
+
+// The vector of a type of coefficients.
+template <class Coefficient>
+struct LanesOf;
+
+template <>
+struct LanesOf<int16_t> {
+    using Type = S16x8;
+};
+
+// The coefficients of a block in raster order, side by side.
+template <std::size_t size, class Coefficient>
+using Coefficients =
+    std::array<typename LanesOf<Coefficient>::Type, size * sizeof(Coefficient) / sizeof(S16x8)>;
+
+template <std::size_t size, class Coefficient>
+Coefficients<size, Coefficient> loadCoefficients(const Coefficient* p)
+{
+    return loadUnaligned<Coefficients<size, Coefficient>>(p);
+}
+
+// (c * factor + half) >> shift in lanes of 16 bits, for shifts 1..15; the products have 32 bits.
+inline S16x8 multiplyAndRound(S16x8 c, S16x8 factor, int32_t shift)
+{
+    const auto low = std::bit_cast<U16x8>(wrapMul(c, factor));
+    const auto high = std::bit_cast<U16x8>(multiplyHigh(c, factor));
+    return std::bit_cast<S16x8>((low >> shift) + (high << (16 - shift)) + ((low >> (shift - 1)) & 1));
+}
+
+// The scaling of the blocks of a macroblock that have `size` coefficients.
+template <std::size_t size, class Coefficient>
+class Scaling
+{
+public:
+    using Lanes = typename LanesOf<Coefficient>::Type;
+
+    // Multiplies by factor * 2^exponent, rounding where that is a division.
+    Scaling(const int16_t* factors, int32_t exponent) : shift_(exponent < 0 ? -exponent : 0)
+    {
+        const int32_t left = exponent > 0 ? exponent : 0;
+        for (std::size_t i = 0; i < factors_.size(); i++)
+            factors_[i] = std::bit_cast<Lanes>(loadUnaligned<U16x8>(factors + 8 * i) << left);
+    }
+
+    void setDcFactor(Coefficient factor) { factors_[0][0] = factor; }
+
+    Coefficients<size, Coefficient> operator()(const Coefficients<size, Coefficient>& c) const
+    {
+        Coefficients<size, Coefficient> scaled;
+        if (shift_ == 0)
+            for (std::size_t i = 0; i < scaled.size(); i++)
+                scaled[i] = wrapMul(c[i], factors_[i]);
+        else
+            for (std::size_t i = 0; i < scaled.size(); i++)
+                scaled[i] = multiplyAndRound(c[i], factors_[i], shift_);
+        return scaled;
+    }
+
+private:
+    Coefficients<size, Coefficient> factors_;
+    int32_t shift_;
+};
+
+// The scaling of the DC coefficients that have a transform of their own.
+struct DcScaling {
+    int32_t factor;
+    int32_t rounding;
+    int32_t shift;
+
+    int32_t operator()(int32_t v) const { return wrapAdd(wrapMul(v, factor), rounding) >> shift; }
+};
+
+// How the blocks of a macroblock with `size` coefficients each become residuals.
+template <std::size_t size, class Coefficient>
+struct Dequantiser {
+    Scaling<size, Coefficient> scaling;
+    bool lossless; // no scaling and no transforms: coefficients are residuals
+};
+
+template <class Coefficient>
+using Dequantiser4x4 = Dequantiser<16, Coefficient>;
+template <class Coefficient>
+using Dequantiser8x8 = Dequantiser<64, Coefficient>;
+
+// The rules of scaling. Each gives the dequantiser of blocks and the scaling of DC coefficients.
+
+// The default scaling, with the factors of a table for every QP.
+class DefaultScaling
+{
+public:
+    explicit DefaultScaling(int32_t qp) : qp_(static_cast<std::size_t>(qp)) {}
+
+    template <class Coefficient>
+    Dequantiser4x4<Coefficient> blocks4x4() const
+    {
+        Scaling<16, Coefficient> scaling(InvQuantTable_w7[qp_].data(), 0);
+        scaling.setDcFactor(static_cast<Coefficient>(InvQuantTable[qp_][0]));
+        return {scaling, false};
+    }
+
+    DcScaling lumaDc() const
+    {
+        const int32_t shift = qp_ < 6 ? 2 : qp_ < 12 ? 1 : 0;
+        return {InvQuantLuma16x16DCTable[qp_], shift, shift};
+    }
+
+    DcScaling chromaDc() const { return {InvQuantTable[qp_][0], 0, 1}; }
+
+private:
+    std::size_t qp_;
+};
+
+// Factors of the caller: LevelScale4x4 (8-313) or LevelScale8x8 (8-314) for the QP % 6 of the macroblock.
+class LevelScaling
+{
+public:
+    LevelScaling(const int16_t* factors, int32_t qp, bool bypass)
+        : factors_(factors), period_(qp / 6), lossless_(bypass && qp == 0)
+    {}
+
+    template <class Coefficient>
+    Dequantiser4x4<Coefficient> blocks4x4() const
+    {
+        return {{factors_, period_ - 4}, lossless_};
+    }
+
+    template <class Coefficient>
+    Dequantiser8x8<Coefficient> blocks8x8() const
+    {
+        return {{factors_, period_ - 6}, lossless_};
+    }
+
+    DcScaling lumaDc() const
+    {
+        if (period_ < 6)
+            return {factors_[0], 1 << (5 - period_), 6 - period_};
+        return {factors_[0] * (1 << (period_ - 6)), 0, 0};
+    }
+
+    DcScaling chromaDc() const { return {factors_[0] * (1 << period_), 0, 5}; }
+
+private:
+    const int16_t* factors_;
+    int32_t period_;
+    bool lossless_;
+};
+
+} // namespace kelvcpx::h264
