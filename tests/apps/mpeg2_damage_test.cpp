@@ -121,7 +121,7 @@ TEST(DamagedMpegVideo, ConcealsLostSlices)
     std::erase_if(slices, [](const Unit& unit) { return !unit.isSlice(); });
     constexpr std::size_t slicesAPicture = 9;
     ASSERT_EQ(slices.size(), slicesAPicture * sound.frames.size());
-    for (const std::size_t picture : {0, 1, 2, 3, 10}) {
+    for (const std::size_t picture : {0U, 1U, 2U, 3U, 10U}) {
         const Unit& slice = slices[slicesAPicture * picture + 4];
         for (const std::ptrdiff_t kept : {std::ptrdiff_t{0}, (slice.end - slice.first) / 2}) {
             const DecodedStream damaged = decodeBytes(without(bytes, slice.first + kept, slice.end));
@@ -176,7 +176,7 @@ TEST(DamagedMpegVideo, GoesOnAfterBitErrors)
     for (int i = 0; i < copies; i++) {
         Bytes damaged = bytes;
         for (int errors = 0; errors < 5; errors++) {
-            const Unit& slice = slices[random.uniform<std::size_t>(0, slices.size() - 1)];
+            const Unit& slice = slices[random.uniform<std::size_t>(0, std::ssize(slices) - 1)];
             uint8_t& byte = damaged[random.uniform<std::size_t>(slice.first + 4, slice.end - 1)];
             byte = static_cast<uint8_t>(byte ^ 1 << random.uniform(0, 7));
         }
@@ -199,7 +199,7 @@ TEST(DamagedMpegVideo, ShowsAFrameThatLacksAField)
         if (unit.startCode == app::mpeg2::pictureStart)
             pictures.push_back(unit.first);
     ASSERT_EQ(pictures.size(), 14U);
-    for (const std::size_t field : {4, 5, 8, 9}) { // of a B frame and of a P frame
+    for (const std::size_t field : {4U, 5U, 8U, 9U}) { // of a B frame and of a P frame
         const DecodedStream damaged =
             decodeBytes(without(stream.bytes, pictures[field], pictures[field + 1]));
         EXPECT_EQ(damaged.frames.size(), sound.frames.size()) << "without field " << field;
@@ -210,6 +210,39 @@ TEST(DamagedMpegVideo, ShowsAFrameThatLacksAField)
 
 // Without the picture that everything refers to there is still something to see, and all is well again with
 // the next group.
+// Extended over and over, the frame rate would leave any integer: the sanitizer build shows that.
+TEST(DamagedMpegVideo, ExtendsASequenceOnce)
+{
+    const Bytes bytes = twoGroups();
+    const auto units = unitsOf(bytes);
+    const auto extension = std::find_if(units.begin(), units.end(), [](const Unit& unit) {
+        return unit.startCode == app::mpeg2::extensionStart;
+    });
+    ASSERT_NE(extension, units.end());
+    Bytes repeated(bytes.begin() + extension->first, bytes.begin() + extension->end);
+    repeated.back() |= 0x7F; // frame_rate_extension_n and _d
+    constexpr std::size_t copies = 40;
+    Bytes damaged = bytes;
+    for (std::size_t i = 0; i < copies; i++)
+        damaged.insert(damaged.begin() + extension->end, repeated.begin(), repeated.end());
+
+    const DecodedStream decoded = decodeBytes(damaged);
+    EXPECT_EQ(decoded.frames.size(), decodeBytes(bytes).frames.size());
+    EXPECT_EQ(decoded.damage.size(), copies) << messagesOf(decoded);
+}
+
+TEST(DamagedMpegVideo, ShowsNoPictureWithoutRows)
+{
+    Bytes bytes =
+        bytesOf(makeClip("flat.m1v", "-f lavfi -i testsrc2=size=64x64:rate=25 -frames:v 3 -c:v mpeg1video"));
+    ASSERT_EQ(bytes[3], app::mpeg2::sequenceHeaderStart);
+    bytes[5] &= 0xF0; // vertical_size
+    bytes[6] = 0;
+    const DecodedStream decoded = decodeBytes(bytes);
+    EXPECT_TRUE(decoded.frames.empty());
+    EXPECT_FALSE(decoded.damage.empty());
+}
+
 TEST(DamagedMpegVideo, StartsWithoutAnIntraPicture)
 {
     const Bytes bytes = twoGroups();
