@@ -31,7 +31,7 @@ const std::string referenceArguments = "-threads 1 -idct faani ";
 
 fs::path store(const std::string& name, std::span<const uint8_t> bytes)
 {
-    const fs::path file = testFile("random/" + name + ".m2v");
+    fs::path file = testFile("random/" + name + ".m2v");
     std::ofstream(file, std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     return file;
