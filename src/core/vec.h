@@ -73,6 +73,16 @@ inline S16x8 multiplyLow(S16x8 a, S16x8 b)
     return std::bit_cast<S16x8>(std::bit_cast<U16x8>(a) * std::bit_cast<U16x8>(b));
 }
 
+inline S32x4 minimum(S32x4 a, S32x4 b)
+{
+    return a < b ? a : b;
+}
+
+inline S32x4 maximum(S32x4 a, S32x4 b)
+{
+    return a > b ? a : b;
+}
+
 // average() is (a + b + 1) >> 1 in each lane, multiplyHigh() the upper 16 bits of the 32-bit products. Most
 // processors have an instruction for each. GCC finds it when it vectorises a loop, which must not have been
 // unrolled before; clang finds it in an expression, but an average only where neither of its operands is
@@ -131,6 +141,16 @@ inline S16x8 interleaveLow(S16x8 a, S16x8 b)
 }
 
 inline S16x8 interleaveHigh(S16x8 a, S16x8 b)
+{
+    return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
+}
+
+inline U16x8 interleaveLow(U16x8 a, U16x8 b)
+{
+    return __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
+}
+
+inline U16x8 interleaveHigh(U16x8 a, U16x8 b)
 {
     return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
 }
