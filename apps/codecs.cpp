@@ -1,5 +1,6 @@
 #include "codecs.h"
 
+#include "h264/decoder.h"
 #include "mpeg2/decoder.h"
 
 #include <fmt/format.h>
@@ -28,12 +29,18 @@ std::unique_ptr<VideoDecoder> headersFirst(const VideoStream& stream, DamageList
     return decoder;
 }
 
+std::unique_ptr<VideoDecoder> makeH264Decoder(const VideoStream& stream, DamageListener& listener)
+{
+    return h264::makeDecoder(stream.extradata, listener);
+}
+
 struct Codec {
     std::string_view name; // VideoStream::codec
     MakeDecoder make;
 };
 
 constexpr Codec codecs[] = {
+    {"h264", makeH264Decoder},
     {"mpeg1video", headersFirst<mpeg2::makeDecoder>},
     {"mpeg2video", headersFirst<mpeg2::makeDecoder>},
 };

@@ -93,6 +93,7 @@ public:
     // True while there are bits of the unit left, other than its zero stuffing.
     bool hasMore() const { return peek(23) != 0 && position() < end_; }
     bool pastEnd() const { return position() > end_; }
+    std::size_t bitsLeft() const { return pastEnd() ? 0 : end_ - position(); }
 
     // Bits from the start of the stream.
     std::size_t position() const

@@ -1,0 +1,466 @@
+#include "h264/decoder.h"
+
+#include "h264/deblocking.h"
+#include "h264/nal.h"
+#include "h264/picture_buffer.h"
+#include "h264/picture_order.h"
+#include "h264/slice_decoder.h"
+#include "h264/slice_groups.h"
+
+#include <kelvcpx/core.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace kelvcpx::app::h264 {
+namespace {
+
+constexpr uint8_t grey = 128;
+
+// What a stream needs that is not there.
+void refuseUnsupported(const SequenceParameterSet& sequence, const PictureParameterSet& picture,
+                       const SliceHeader& slice)
+{
+    if (sequence.bitDepthLuma > 8 || sequence.bitDepthChroma > 8)
+        throw UnsupportedStream(fmt::format("the stream has {} bits a sample: only 8 are supported",
+                                            std::max(sequence.bitDepthLuma, sequence.bitDepthChroma)));
+    if (sequence.chromaFormatIdc == 2)
+        throw UnsupportedStream("the stream is 4:2:2, which is not supported: 4:2:0 and monochrome are");
+    if (picture.cabac)
+        throw UnsupportedStream("the stream needs CABAC, which is not supported: CAVLC is");
+    if (sequence.mbAdaptiveFrameField && !slice.fieldPicture)
+        throw UnsupportedStream(
+            "the stream needs macroblock-adaptive frame/field decoding, which is not supported");
+    if (slice.type == SliceType::sp || slice.type == SliceType::si)
+        throw UnsupportedStream("the stream has SP or SI slices, which are not supported");
+}
+
+std::string profileName(const SequenceParameterSet& sequence)
+{
+    static const std::map<int, std::string> names = {{66, "Baseline"},
+                                                     {77, "Main"},
+                                                     {88, "Extended"},
+                                                     {100, "High"},
+                                                     {110, "High 10"},
+                                                     {122, "High 4:2:2"},
+                                                     {244, "High 4:4:4 Predictive"}};
+    const auto found = names.find(sequence.profileIdc);
+    const bool constrained = sequence.profileIdc == 66 && (sequence.constraintFlags & 0x40) != 0;
+    return (constrained ? "Constrained " : "") +
+           (found != names.end() ? found->second : fmt::format("{}", sequence.profileIdc));
+}
+
+// 7.4.1.2.4: whether a slice belongs to another primary coded picture than the one before.
+bool startsPicture(const SliceHeader& a, const SliceHeader& b)
+{
+    return a.frameNum != b.frameNum || a.pictureParameterSet != b.pictureParameterSet ||
+           a.fieldPicture != b.fieldPicture || a.bottomField != b.bottomField ||
+           (a.nalRefIdc == 0) != (b.nalRefIdc == 0) || a.pocLsb != b.pocLsb ||
+           a.deltaPocBottom != b.deltaPocBottom || a.deltaPoc != b.deltaPoc || a.idr != b.idr ||
+           (a.idr && a.idrPicId != b.idrPicId);
+}
+
+class Decoder : public VideoDecoder
+{
+public:
+    Decoder(std::span<const uint8_t> configuration, DamageListener& listener);
+
+    void decode(std::span<const uint8_t> packet, const PictureSink& sink) override;
+    void flush(const PictureSink& sink) override;
+    std::vector<Property> describe() const override;
+
+private:
+    void decodeUnit(std::span<const uint8_t> unit, const PictureSink& sink);
+    void decodeSlice(const Payload& payload, const PictureSink& sink);
+
+    void startPicture(const SliceHeader& slice, const PictureSink& sink);
+    void activate(const SequenceParameterSet& sequence, const PictureSink& sink);
+    void fillGap(const SliceHeader& slice, const PictureSink& sink);
+    bool continuesFrame(const SliceHeader& slice) const;
+    SliceContext makeSlice(const SliceHeader& slice);
+    void replaceMissingReferences(std::array<ReferenceList, 2>& references);
+    FramePointer newestReference() const;
+
+    void finishPicture(const PictureSink& sink);
+    void concealMissingMacroblocks();
+    void forgetOrder(const SliceHeader& slice);
+    void finishFrame(const PictureSink& sink);
+    PictureBuffer::Output outputTo(const PictureSink& sink) const;
+    VideoFormat videoFormat() const;
+    void report(const std::string& message);
+
+    DamageListener& listener_;
+    std::optional<int> lengthBytes_; // of the lengths in front of NAL units; nothing: start codes
+    ParameterSets sets_;
+    std::optional<SequenceParameterSet> active_;
+    PictureBuffer buffer_;
+    PictureOrderCounter order_;
+    int64_t pictureCount_ = 0; // in coding order
+    int previousRefFrameNum_ = 0;
+    FieldOrder fieldOrder_ = FieldOrder::progressive;
+
+    // The picture that is being decoded.
+    std::optional<PictureContext> picture_;
+    SliceHeader firstSlice_;
+    PictureParameterSet pictureSet_;
+    std::optional<LevelScales> levelScales_;
+    std::vector<uint8_t> sliceGroups_;
+    FramePointer current_; // the frame that is being decoded, until both fields are complete
+};
+
+Decoder::Decoder(std::span<const uint8_t> configuration, DamageListener& listener) : listener_(listener)
+{
+    const PictureSink nobody = [](const PictureView&) {};
+    if (const auto record = readAvcConfiguration(configuration)) {
+        lengthBytes_ = record->lengthBytes;
+        for (const auto& unit : record->parameterSets)
+            decodeUnit(unit, nobody);
+    } else {
+        decode(configuration, nobody);
+    }
+}
+
+void Decoder::decode(std::span<const uint8_t> packet, const PictureSink& sink)
+{
+    forEachNalUnit(packet, lengthBytes_, [&](std::span<const uint8_t> unit) { decodeUnit(unit, sink); });
+}
+
+void Decoder::decodeUnit(std::span<const uint8_t> unit, const PictureSink& sink)
+{
+    try {
+        const Payload payload(unit);
+        switch (payload.header().type) {
+        case NalType::slice:
+        case NalType::idrSlice:
+            decodeSlice(payload, sink);
+            break;
+        case NalType::partitionA:
+        case NalType::partitionB:
+        case NalType::partitionC:
+            throw UnsupportedStream("the stream needs data partitioning, which is not supported");
+        case NalType::sequenceParameterSet: {
+            finishPicture(sink);
+            SequenceParameterSet set = readSequenceParameterSet(payload);
+            sets_.sequences[static_cast<std::size_t>(set.id)] = std::move(set);
+            break;
+        }
+        case NalType::pictureParameterSet: {
+            finishPicture(sink);
+            PictureParameterSet set = readPictureParameterSet(payload);
+            sets_.pictures[static_cast<std::size_t>(set.id)] = std::move(set);
+            break;
+        }
+        case NalType::accessUnitDelimiter:
+        case NalType::endOfSequence:
+        case NalType::endOfStream:
+            finishPicture(sink);
+            break;
+        default:
+            break;
+        }
+    } catch (const DamagedUnit& damage) {
+        report(damage.what());
+    }
+}
+
+void Decoder::decodeSlice(const Payload& payload, const PictureSink& sink)
+{
+    BitReader reader = payload.reader();
+    const SliceHeader slice = readSliceHeader(reader, payload.header(), sets_);
+    if (slice.redundantPicCount > 0)
+        return;
+    const PictureParameterSet& set = *sets_.pictures[static_cast<std::size_t>(slice.pictureParameterSet)];
+    refuseUnsupported(*sets_.sequences[static_cast<std::size_t>(set.sequenceId)], set, slice);
+    if (!picture_ || startsPicture(firstSlice_, slice)) {
+        finishPicture(sink);
+        startPicture(slice, sink);
+    }
+    const SliceContext context = makeSlice(slice);
+    SliceDecoder(context, reader, payload.stopBit()).decode();
+}
+
+void Decoder::startPicture(const SliceHeader& slice, const PictureSink& sink)
+{
+    const PictureParameterSet& set = *sets_.pictures[static_cast<std::size_t>(slice.pictureParameterSet)];
+    const SequenceParameterSet& sequence = *sets_.sequences[static_cast<std::size_t>(set.sequenceId)];
+    pictureCount_++;
+    const bool secondField = continuesFrame(slice);
+    if (!secondField) {
+        if (current_ != nullptr)
+            finishFrame(sink);
+        if (!active_ || *active_ != sequence) {
+            if (!slice.idr && !active_)
+                report("the stream does not start with an IDR picture");
+            activate(sequence, sink);
+        }
+        fillGap(slice, sink);
+        current_ = buffer_.newFrame(FrameShape(sequence), videoFormat());
+        if (newestReference() == nullptr)
+            current_->fill(grey);
+        current_->codedAsFields = slice.fieldPicture;
+    }
+
+    firstSlice_ = slice;
+    pictureSet_ = set;
+    levelScales_.emplace(scalingLists(sequence, set));
+    sliceGroups_ = macroblockSliceGroups(sequence, set, slice);
+    const Structure structure = !slice.fieldPicture ? Structure::frame
+                                : slice.bottomField ? Structure::bottom
+                                                    : Structure::top;
+    const auto poc = order_.next(sequence, slice);
+    if (structure != Structure::bottom)
+        current_->fieldPoc[0] = poc[0];
+    if (structure != Structure::top)
+        current_->fieldPoc[1] = poc[1];
+    current_->frameNum = slice.frameNum;
+
+    picture_.emplace();
+    picture_->sequence = sequence;
+    picture_->frame = current_;
+    picture_->structure = structure;
+    picture_->target = current_->surface().of(structure);
+    picture_->motion = &current_->motion[structure == Structure::bottom ? 1 : 0];
+    picture_->widthInMbs = sequence.widthInMbs;
+    picture_->heightInMbs = sequence.heightInMbs() / (slice.fieldPicture ? 2 : 1);
+    picture_->macroblocks.resize(static_cast<std::size_t>(picture_->widthInMbs) *
+                                 static_cast<std::size_t>(picture_->heightInMbs));
+    picture_->motion->resize(picture_->widthInMbs, picture_->heightInMbs);
+}
+
+void Decoder::activate(const SequenceParameterSet& sequence, const PictureSink& sink)
+{
+    buffer_.configure(sequence, outputTo(sink));
+    active_ = sequence;
+    fieldOrder_ = FieldOrder::progressive;
+}
+
+// 8.2.5.2: frames that the stream leaves out on purpose, or that were lost.
+void Decoder::fillGap(const SliceHeader& slice, const PictureSink& sink)
+{
+    if (slice.idr)
+        return;
+    const int maxFrameNum = active_->maxFrameNum();
+    int expected = (previousRefFrameNum_ + 1) % maxFrameNum;
+    if (slice.frameNum == previousRefFrameNum_ || slice.frameNum == expected)
+        return;
+    if (!active_->gapsInFrameNumAllowed)
+        report("reference pictures are missing");
+    const FramePointer model = newestReference();
+    int missing = (slice.frameNum - expected + maxFrameNum) % maxFrameNum;
+    // More than the buffer holds would push each other out.
+    if (missing > 16) {
+        expected = (expected + missing - 16) % maxFrameNum;
+        missing = 16;
+    }
+    for (; missing > 0; missing--, expected = (expected + 1) % maxFrameNum) {
+        const FramePointer frame = buffer_.newFrame(FrameShape(*active_), videoFormat());
+        if (model != nullptr)
+            frame->copySamples(*model);
+        else
+            frame->fill(grey);
+        frame->frameNum = expected;
+        frame->nonExisting = true;
+        frame->decoded = Structure::frame;
+        if (active_->pocType != 0) {
+            SliceHeader inferred;
+            inferred.frameNum = expected;
+            inferred.nalRefIdc = 1;
+            frame->fieldPoc = order_.next(*active_, inferred);
+        }
+        buffer_.slideWindow(*frame);
+        frame->shortTerm = Structure::frame;
+        buffer_.add(frame);
+        buffer_.complete(*frame, outputTo(sink));
+        previousRefFrameNum_ = expected;
+    }
+}
+
+// Whether the slice is of the second field of the current frame.
+bool Decoder::continuesFrame(const SliceHeader& slice) const
+{
+    if (current_ == nullptr || !slice.fieldPicture || !active_)
+        return false;
+    const Structure field = slice.bottomField ? Structure::bottom : Structure::top;
+    const PictureParameterSet& set = *sets_.pictures[static_cast<std::size_t>(slice.pictureParameterSet)];
+    return current_->decoded == opposite(field) && current_->frameNum == slice.frameNum && !slice.idr &&
+           *sets_.sequences[static_cast<std::size_t>(set.sequenceId)] == *active_ &&
+           (firstSlice_.nalRefIdc != 0 || slice.nalRefIdc == 0);
+}
+
+FramePointer Decoder::newestReference() const
+{
+    const auto& frames = buffer_.frames();
+    const auto newest = std::find_if(frames.rbegin(), frames.rend(), [this](const FramePointer& frame) {
+        return frame != current_ && frame->isReference();
+    });
+    return newest == frames.rend() ? nullptr : *newest;
+}
+
+SliceContext Decoder::makeSlice(const SliceHeader& slice)
+{
+    SliceContext context{*picture_, pictureSet_, slice, *levelScales_, sliceGroups_, {}, 0, {}, {}};
+    context.references = makeReferenceLists(buffer_.frames(), slice, picture_->structure, picture_->poc(),
+                                            picture_->sequence.maxFrameNum());
+    replaceMissingReferences(context.references);
+    context.number = static_cast<int>(picture_->filters.size());
+    picture_->filters.push_back(
+        {slice.disableDeblocking, slice.alphaOffset, slice.betaOffset, pictureSet_.chromaQpOffset});
+    context.relateReferences();
+    return context;
+}
+
+// A list entry without a picture is what is left of a picture that was lost.
+void Decoder::replaceMissingReferences(std::array<ReferenceList, 2>& references)
+{
+    for (ReferenceList& list : references) {
+        for (ReferencePicture& entry : list) {
+            if (entry.frame != nullptr)
+                continue;
+            report("a reference list lacks a picture");
+            const FramePointer substitute = newestReference();
+            if (substitute == nullptr)
+                throw DamagedUnit("there is no picture to predict from");
+            entry = {substitute, picture_->structure};
+        }
+    }
+}
+
+void Decoder::finishPicture(const PictureSink& sink)
+{
+    if (!picture_)
+        return;
+    concealMissingMacroblocks();
+    deblock(*picture_);
+    const Structure structure = picture_->structure;
+    picture_.reset();
+    const SliceHeader& slice = firstSlice_;
+    const bool firstOfFrame = current_->decoded == Structure::none;
+    current_->decoded = current_->decoded | structure;
+    current_->expand(structure);
+
+    const bool forgets =
+        std::any_of(slice.marking.begin(), slice.marking.end(),
+                    [](const MarkingOperation& operation) { return operation.operation == 5; });
+    if (firstOfFrame && (slice.idr || forgets))
+        buffer_.flush(outputTo(sink)); // what comes later in decoding order comes later in output order
+    if (firstOfFrame)
+        buffer_.add(current_);
+    if (slice.nalRefIdc != 0) {
+        buffer_.mark(*current_, structure, slice);
+        previousRefFrameNum_ = slice.frameNum;
+    }
+    if (forgets)
+        forgetOrder(slice);
+    if (current_->decoded == Structure::frame)
+        finishFrame(sink);
+}
+
+// Memory management control operation 5: the picture counts as if it were an IDR picture (8.2.1).
+void Decoder::forgetOrder(const SliceHeader& slice)
+{
+    const int first = current_->poc();
+    for (int& poc : current_->fieldPoc)
+        poc -= first;
+    current_->frameNum = 0;
+    previousRefFrameNum_ = 0;
+    order_.restartAfter(slice, current_->fieldPoc[0]);
+}
+
+void Decoder::finishFrame(const PictureSink& sink)
+{
+    const FramePointer frame = std::exchange(current_, nullptr);
+    if (frame->decoded != Structure::frame) {
+        frame->repeatField(frame->decoded);
+        frame->expand(Structure::frame);
+    }
+    buffer_.complete(*frame, outputTo(sink));
+}
+
+PictureBuffer::Output Decoder::outputTo(const PictureSink& sink) const
+{
+    return [&sink](const Frame& frame) { sink(frame.view()); };
+}
+
+VideoFormat Decoder::videoFormat() const
+{
+    VideoFormat format;
+    const SequenceParameterSet& set = *active_;
+    format.width = 16 * set.widthInMbs - set.cropLeft - set.cropRight;
+    format.height = 16 * set.heightInMbs() - set.cropTop - set.cropBottom;
+    format.chroma = set.chromaFormatIdc == 0 ? ChromaFormat::monochrome : ChromaFormat::yuv420;
+    format.frameRate = set.frameRate;
+    format.sampleAspect = set.sampleAspect;
+    format.fieldOrder = fieldOrder_;
+    return format;
+}
+
+// Replaces the macroblocks that no slice brought by those at their place in the newest reference.
+void Decoder::concealMissingMacroblocks()
+{
+    const auto& macroblocks = picture_->macroblocks;
+    const auto missing = std::count_if(macroblocks.begin(), macroblocks.end(),
+                                       [](const MbInfo& info) { return info.slice < 0; });
+    if (missing == 0)
+        return;
+    report(fmt::format("{} of {} macroblocks are missing and were concealed", missing, macroblocks.size()));
+    const FramePointer model = newestReference();
+    if (model == nullptr)
+        return; // the picture was grey to begin with
+    const Surface source = model->surface().of(picture_->structure);
+    for (std::size_t address = 0; address < macroblocks.size(); address++) {
+        if (macroblocks[address].slice >= 0)
+            continue;
+        for (std::size_t i = 0; i < static_cast<std::size_t>(source.planeCount); i++) {
+            const int size = i == 0 ? 16 : 8;
+            const int x = size * (static_cast<int>(address) % picture_->widthInMbs);
+            const int y = size * (static_cast<int>(address) / picture_->widthInMbs);
+            const Surface::Plane& target = picture_->target.planes[i];
+            keliCopy_8u_C1R(source.planes[i].at(x, y), source.planes[i].step, target.at(x, y), target.step,
+                            {size, size});
+        }
+    }
+}
+
+void Decoder::flush(const PictureSink& sink)
+{
+    finishPicture(sink);
+    if (current_ != nullptr)
+        finishFrame(sink);
+    buffer_.flush(outputTo(sink));
+}
+
+std::vector<Property> Decoder::describe() const
+{
+    if (!active_)
+        return {};
+    const SequenceParameterSet& set = *active_;
+    std::vector<Property> properties;
+    properties.emplace_back("standard", "H.264 (ISO/IEC 14496-10)");
+    properties.emplace_back("profile, level",
+                            fmt::format("{}, {}.{}", profileName(set), set.levelIdc / 10, set.levelIdc % 10));
+    const VideoFormat format = videoFormat();
+    properties.emplace_back("picture size", fmt::format("{}x{}", format.width, format.height));
+    properties.emplace_back("chroma", set.chromaFormatIdc == 0 ? "monochrome" : "4:2:0");
+    properties.emplace_back("scanning", set.frameMbsOnly ? "progressive" : "frames or fields");
+    properties.emplace_back("reference frames", fmt::format("{}", set.maxNumRefFrames));
+    return properties;
+}
+
+void Decoder::report(const std::string& message)
+{
+    listener_.damaged(fmt::format("coded picture {}: {}", pictureCount_, message));
+}
+
+} // namespace
+
+std::unique_ptr<VideoDecoder> makeDecoder(std::span<const uint8_t> configuration, DamageListener& listener)
+{
+    return std::make_unique<Decoder>(configuration, listener);
+}
+
+} // namespace kelvcpx::app::h264

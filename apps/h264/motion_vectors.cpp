@@ -1,0 +1,420 @@
+#include "h264/motion_vectors.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace kelvcpx::app::h264 {
+namespace {
+
+int medianOf(int a, int b, int c)
+{
+    return std::max(std::min(a, b), std::min(std::max(a, b), c));
+}
+
+Vector add(Vector a, Vector b)
+{
+    return {static_cast<int16_t>(a.x + b.x), static_cast<int16_t>(a.y + b.y)};
+}
+
+// Position of an 8x8 block in 4x4 blocks.
+constexpr int blockX(std::size_t block8x8)
+{
+    return static_cast<int>(block8x8 % 2) * 2;
+}
+
+constexpr int blockY(std::size_t block8x8)
+{
+    return static_cast<int>(block8x8 / 2) * 2;
+}
+
+bool isNearZero(Vector vector)
+{
+    return std::abs(vector.x) <= 1 && std::abs(vector.y) <= 1;
+}
+
+// The smaller of two indices that is not negative (8.4.1.2.2).
+int minPositive(int a, int b)
+{
+    return a >= 0 && b >= 0 ? std::min(a, b) : std::max(a, b);
+}
+
+} // namespace
+
+MotionDeriver::MotionDeriver(const SliceContext& slice) : slice_(slice), field_(*slice.picture.motion)
+{
+    if (slice.header.isB())
+        prepareColocated();
+}
+
+void MotionDeriver::startAt(int address)
+{
+    neighbours_ = neighboursOf(slice_.picture, slice_.number, address);
+    mbX_ = address % slice_.picture.widthInMbs;
+    mbY_ = address / slice_.picture.widthInMbs;
+}
+
+void MotionDeriver::clear(int address)
+{
+    startAt(address);
+    for (std::size_t list = 0; list < 2; list++) {
+        put(list, 0, 0, 4, 4, {});
+        for (std::size_t block = 0; block < 4; block++)
+            putReference(list, block, -1);
+    }
+}
+
+void MotionDeriver::derive(int address, Macroblock& macroblock)
+{
+    startAt(address);
+    if (macroblock.skipped && !slice_.header.isB()) {
+        macroblock.lists.fill(fromList0);
+        deriveSkippedP();
+        return;
+    }
+    // Partitions look at the references of blocks that come later in decoding order, too.
+    for (std::size_t list = 0; list < 2; list++)
+        for (std::size_t block = 0; block < 4; block++)
+            putReference(list, block, macroblock.refIdx[list][block]);
+    if (std::find(macroblock.direct.begin(), macroblock.direct.end(), true) != macroblock.direct.end())
+        deriveDirect(macroblock);
+    for (std::size_t list = 0; list < 2; list++)
+        derivePartitions(macroblock, list);
+}
+
+bool MotionDeriver::movesAsOne() const
+{
+    for (std::size_t list = 0; list < 2; list++) {
+        const int8_t* const refIdx = field_.refIdx[list].data() + field_.block8x8(2 * mbX_, 2 * mbY_);
+        const Vector* const vectors = field_.vectors[list].data() + field_.block4x4(4 * mbX_, 4 * mbY_);
+        for (int y = 0; y < 4; y++) {
+            const int8_t* const indexRow = refIdx + y / 2 * 2 * field_.widthInMbs;
+            const Vector* const row = vectors + y * 4 * field_.widthInMbs;
+            if (indexRow[0] != refIdx[0] || indexRow[1] != refIdx[0])
+                return false;
+            if (!std::equal(row + 1, row + 4, row) || row[0] != vectors[0])
+                return false;
+        }
+    }
+    return true;
+}
+
+void MotionDeriver::put(std::size_t list, int x, int y, int width, int height, Vector vector)
+{
+    for (int row = y; row < y + height; row++)
+        std::fill_n(field_.vectors[list].data() + field_.block4x4(4 * mbX_ + x, 4 * mbY_ + row), width,
+                    vector);
+}
+
+void MotionDeriver::putReference(std::size_t list, std::size_t block, int refIdx)
+{
+    const auto at =
+        field_.block8x8(2 * mbX_ + static_cast<int>(block % 2), 2 * mbY_ + static_cast<int>(block / 2));
+    field_.refIdx[list][at] = static_cast<int8_t>(refIdx);
+    field_.references[list][at] =
+        refIdx < 0 ? noPicture : slice_.references[list][static_cast<std::size_t>(refIdx)].id();
+}
+
+// The block at a position in 4x4 blocks relative to the macroblock. It must be available.
+MotionDeriver::Candidate MotionDeriver::candidate(std::size_t list, int x, int y) const
+{
+    const int column = 4 * mbX_ + x;
+    const int row = 4 * mbY_ + y;
+    const int refIdx = field_.refIdx[list][field_.block8x8(column / 2, row / 2)];
+    if (refIdx < 0)
+        return {true, -1, {}};
+    return {true, refIdx, field_.vectors[list][field_.block4x4(column, row)]};
+}
+
+// 6.4.11.7: whether the block to the right of a partition's top edge is decoded already.
+bool MotionDeriver::topRightIsAvailable(int x, int y, int width) const
+{
+    const int right = x + width;
+    if (y == 0)
+        return (right < 4 ? neighbours_.top : neighbours_.topRight) >= 0;
+    if (right >= 4)
+        return false;
+    const auto order = [](int column, int row) {
+        return rasterOfBlock[static_cast<std::size_t>(4 * row + column)];
+    };
+    return order(right, y - 1) < order(x, y);
+}
+
+MotionDeriver::Candidates MotionDeriver::candidates(std::size_t list, int x, int y, int width) const
+{
+    Candidates result;
+    if (x > 0 || neighbours_.left >= 0)
+        result.a = candidate(list, x - 1, y);
+    if (y > 0 || neighbours_.top >= 0)
+        result.b = candidate(list, x, y - 1);
+    if (topRightIsAvailable(x, y, width)) {
+        result.c = candidate(list, x + width, y - 1);
+    } else {
+        const bool topLeft = x > 0 && y > 0 ? true
+                             : x > 0        ? neighbours_.top >= 0
+                             : y > 0        ? neighbours_.left >= 0
+                                            : neighbours_.topLeft >= 0;
+        if (topLeft)
+            result.c = candidate(list, x - 1, y - 1);
+    }
+    return result;
+}
+
+// 8.4.1.3.1
+Vector MotionDeriver::median(const Candidates& candidates, int refIdx)
+{
+    const Candidate& a = candidates.a;
+    const Candidate& b = candidates.b;
+    const Candidate& c = candidates.c;
+    if (!b.available && !c.available && a.available)
+        return a.vector;
+    const int matches =
+        (a.refIdx == refIdx ? 1 : 0) + (b.refIdx == refIdx ? 1 : 0) + (c.refIdx == refIdx ? 1 : 0);
+    if (matches == 1)
+        return a.refIdx == refIdx ? a.vector : b.refIdx == refIdx ? b.vector : c.vector;
+    return {static_cast<int16_t>(medianOf(a.vector.x, b.vector.x, c.vector.x)),
+            static_cast<int16_t>(medianOf(a.vector.y, b.vector.y, c.vector.y))};
+}
+
+// 8.4.1.3
+Vector MotionDeriver::predict(std::size_t list, int x, int y, int width, int height,
+                              Partitioning partitioning, int refIdx) const
+{
+    const Candidates around = candidates(list, x, y, width);
+    if (partitioning == Partitioning::twoRows && height == 2 && width == 4) {
+        const Candidate& preferred = y == 0 ? around.b : around.a;
+        if (preferred.refIdx == refIdx)
+            return preferred.vector;
+    } else if (partitioning == Partitioning::twoColumns && width == 2 && height == 4) {
+        const Candidate& preferred = x == 0 ? around.a : around.c;
+        if (preferred.refIdx == refIdx)
+            return preferred.vector;
+    }
+    return median(around, refIdx);
+}
+
+// 8.4.1.1
+void MotionDeriver::deriveSkippedP()
+{
+    for (std::size_t block = 0; block < 4; block++) {
+        putReference(0, block, 0);
+        putReference(1, block, -1);
+    }
+    const Candidates around = candidates(0, 0, 0, 4);
+    const auto holdsStill = [](const Candidate& c) { return c.refIdx == 0 && c.vector == Vector{}; };
+    const bool still =
+        !around.a.available || !around.b.available || holdsStill(around.a) || holdsStill(around.b);
+    put(0, 0, 0, 4, 4, still ? Vector{} : median(around, 0));
+    put(1, 0, 0, 4, 4, {});
+}
+
+void MotionDeriver::derivePartitions(const Macroblock& macroblock, std::size_t list)
+{
+    const auto partition = [&](std::size_t block, int width, int height) {
+        const int x = blockX(block);
+        const int y = blockY(block);
+        const int refIdx = macroblock.refIdx[list][block];
+        if (refIdx < 0)
+            put(list, x, y, width, height, {});
+        else
+            put(list, x, y, width, height,
+                add(predict(list, x, y, width, height, macroblock.partitioning, refIdx),
+                    macroblock.mvd[list][4 * block]));
+    };
+    switch (macroblock.partitioning) {
+    case Partitioning::whole:
+        partition(0, 4, 4);
+        break;
+    case Partitioning::twoRows:
+        partition(0, 4, 2);
+        partition(2, 4, 2);
+        break;
+    case Partitioning::twoColumns:
+        partition(0, 2, 4);
+        partition(1, 2, 4);
+        break;
+    case Partitioning::four:
+        for (std::size_t block = 0; block < 4; block++)
+            if (!macroblock.direct[block])
+                deriveSubPartitions(macroblock, list, block);
+        break;
+    }
+}
+
+void MotionDeriver::deriveSubPartitions(const Macroblock& macroblock, std::size_t list, std::size_t block)
+{
+    const int refIdx = macroblock.refIdx[list][block];
+    const Partitioning sub = macroblock.subPartitioning[block];
+    const int width = sub == Partitioning::whole || sub == Partitioning::twoRows ? 2 : 1;
+    const int height = sub == Partitioning::whole || sub == Partitioning::twoColumns ? 2 : 1;
+    if (refIdx < 0) {
+        put(list, blockX(block), blockY(block), 2, 2, {});
+        return;
+    }
+    for (int dy = 0; dy < 2; dy += height) {
+        for (int dx = 0; dx < 2; dx += width) {
+            const int x = blockX(block) + dx;
+            const int y = blockY(block) + dy;
+            const Vector difference = macroblock.mvd[list][4 * block + static_cast<std::size_t>(2 * dy + dx)];
+            put(list, x, y, width, height,
+                add(predict(list, x, y, width, height, Partitioning::four, refIdx), difference));
+        }
+    }
+}
+
+// 8.4.1.2.1: the picture that direct prediction looks at, and what it was coded as.
+void MotionDeriver::prepareColocated()
+{
+    const ReferencePicture& first = slice_.references[1].front();
+    Structure structure = first.structure;
+    if (structure == Structure::frame && first.frame->codedAsFields) {
+        const int64_t poc = slice_.picture.poc();
+        const int64_t toTop = std::abs(first.frame->fieldPoc[0] - poc);
+        const int64_t toBottom = std::abs(first.frame->fieldPoc[1] - poc);
+        structure = toTop < toBottom ? Structure::top : Structure::bottom;
+    }
+    colocated_ = &first.frame->motionOf(structure);
+    colocatedIsField_ = first.frame->codedAsFields;
+    colocatedIsShortTerm_ = !first.isLongTerm();
+}
+
+// The block that is co-located with the 4x4 block x, y of the macroblock (table 8-6).
+MotionDeriver::Colocated MotionDeriver::colocatedOf(int x, int y) const
+{
+    const bool corners = slice_.picture.sequence.direct8x8Inference;
+    int column = corners ? x / 2 * 3 : x;
+    int row = corners ? y / 2 * 3 : y;
+    Colocated result;
+    int mbY = mbY_;
+    if (slice_.picture.isField() && !colocatedIsField_) {
+        mbY = 2 * mbY_ + y / 2;
+        row = y / 2 * 2;
+        result.verticalScale = -1;
+    } else if (!slice_.picture.isField() && colocatedIsField_) {
+        mbY = mbY_ / 2;
+        row = 2 * (mbY_ % 2) + y / 2;
+        result.verticalScale = 1;
+    }
+    column += 4 * mbX_;
+    row += 4 * mbY;
+    const std::size_t block8x8 = colocated_->block8x8(column / 2, row / 2);
+    const std::size_t block4x4 = colocated_->block4x4(column, row);
+    if (block4x4 >= colocated_->vectors[0].size())
+        return result;
+    for (std::size_t list = 0; list < 2; list++) {
+        if (colocated_->refIdx[list][block8x8] >= 0) {
+            result.intra = false;
+            result.refIdx = colocated_->refIdx[list][block8x8];
+            result.reference = colocated_->references[list][block8x8];
+            result.vector = colocated_->vectors[list][block4x4];
+            break;
+        }
+    }
+    return result;
+}
+
+void MotionDeriver::deriveDirect(Macroblock& macroblock)
+{
+    if (slice_.header.directSpatial) {
+        const SpatialPrediction prediction = predictSpatially();
+        for (std::size_t block = 0; block < 4; block++)
+            if (macroblock.direct[block])
+                deriveSpatial(macroblock, block, prediction);
+    } else {
+        for (std::size_t block = 0; block < 4; block++)
+            if (macroblock.direct[block])
+                deriveTemporal(macroblock, block);
+    }
+}
+
+// 8.4.1.2.2: references and vectors of the whole macroblock, from its neighbours.
+MotionDeriver::SpatialPrediction MotionDeriver::predictSpatially() const
+{
+    SpatialPrediction prediction{};
+    for (std::size_t list = 0; list < 2; list++) {
+        const Candidates around = candidates(list, 0, 0, 4);
+        const int refIdx = minPositive(around.a.refIdx, minPositive(around.b.refIdx, around.c.refIdx));
+        prediction.refIdx[list] = refIdx;
+        if (refIdx >= 0)
+            prediction.vectors[list] = median(around, refIdx);
+    }
+    if (prediction.refIdx[0] < 0 && prediction.refIdx[1] < 0)
+        prediction.refIdx = {0, 0};
+    return prediction;
+}
+
+void MotionDeriver::deriveSpatial(Macroblock& macroblock, std::size_t block,
+                                  const SpatialPrediction& prediction)
+{
+    macroblock.subPartitioning[block] =
+        slice_.picture.sequence.direct8x8Inference ? Partitioning::whole : Partitioning::four;
+    macroblock.lists[block] = 0;
+    for (std::size_t list = 0; list < 2; list++) {
+        const int refIdx = prediction.refIdx[list];
+        macroblock.refIdx[list][block] = static_cast<int8_t>(refIdx);
+        putReference(list, block, refIdx);
+        if (refIdx >= 0)
+            macroblock.lists[block] = static_cast<uint8_t>(macroblock.lists[block] | 1 << list);
+    }
+    for (int y = blockY(block); y < blockY(block) + 2; y++) {
+        for (int x = blockX(block); x < blockX(block) + 2; x++) {
+            const Colocated colocated = colocatedOf(x, y);
+            const bool still = colocatedIsShortTerm_ && !colocated.intra && colocated.refIdx == 0 &&
+                               isNearZero(colocated.vector);
+            for (std::size_t list = 0; list < 2; list++) {
+                const bool zero = prediction.refIdx[list] < 0 || (prediction.refIdx[list] == 0 && still);
+                put(list, x, y, 1, 1, zero ? Vector{} : prediction.vectors[list]);
+            }
+        }
+    }
+}
+
+int MotionDeriver::listIndexOf(PictureId reference) const
+{
+    const ReferenceList& list = slice_.references[0];
+    const auto found = std::find_if(list.begin(), list.end(),
+                                    [=](const ReferencePicture& entry) { return entry.id() == reference; });
+    if (found == list.end())
+        throw DamagedUnit("temporal direct prediction refers to a picture that is not in the list");
+    return static_cast<int>(found - list.begin());
+}
+
+// 8.4.1.2.3
+void MotionDeriver::deriveTemporal(Macroblock& macroblock, std::size_t block)
+{
+    macroblock.subPartitioning[block] =
+        slice_.picture.sequence.direct8x8Inference ? Partitioning::whole : Partitioning::four;
+    macroblock.lists[block] = fromList0 | fromList1;
+    macroblock.refIdx[1][block] = 0;
+    putReference(1, block, 0);
+    for (int y = blockY(block); y < blockY(block) + 2; y++) {
+        for (int x = blockX(block); x < blockX(block) + 2; x++) {
+            const Colocated colocated = colocatedOf(x, y);
+            int refIdx = 0;
+            Vector vector = colocated.vector;
+            if (!colocated.intra) {
+                PictureId reference = colocated.reference;
+                if (colocated.verticalScale != 0)
+                    reference = pictureId(frameNumberOf(reference), slice_.picture.structure);
+                refIdx = listIndexOf(reference);
+                if (colocated.verticalScale < 0)
+                    vector.y = static_cast<int16_t>(vector.y / 2);
+                else if (colocated.verticalScale > 0)
+                    vector.y = static_cast<int16_t>(vector.y * 2);
+            }
+            macroblock.refIdx[0][block] = static_cast<int8_t>(refIdx);
+            putReference(0, block, refIdx);
+            const int factor = slice_.temporalFactors[static_cast<std::size_t>(refIdx)];
+            Vector first = vector;
+            Vector second{};
+            if (factor != SliceContext::noTemporalScaling) {
+                first = {static_cast<int16_t>((factor * vector.x + 128) >> 8),
+                         static_cast<int16_t>((factor * vector.y + 128) >> 8)};
+                second = {static_cast<int16_t>(first.x - vector.x), static_cast<int16_t>(first.y - vector.y)};
+            }
+            put(0, x, y, 1, 1, first);
+            put(1, x, y, 1, 1, second);
+        }
+    }
+}
+
+} // namespace kelvcpx::app::h264
