@@ -47,29 +47,24 @@ Matrix readMatrix(BitReader& reader)
     return matrix;
 }
 
-// What extends a sequence must leave it decodable, since every later picture depends on it.
-void checkSize(const Sequence& sequence)
-{
-    if (sequence.width == 0 || sequence.height == 0)
-        throw DamagedUnit("the picture size is zero");
-}
-
 void readSequenceExtension(BitReader& reader, Sequence& sequence)
 {
+    // Extending a header again would multiply its frame rate again.
+    if (sequence.width == 0 || sequence.mpeg2)
+        throw DamagedUnit("a sequence extension without a sequence header");
     Sequence extended = sequence;
     extended.mpeg2 = true;
     extended.profileAndLevel = reader.readInt(8);
     extended.progressive = reader.readFlag();
     const int chroma = reader.readInt(2);
-    extended.width = (sequence.width & 0xFFF) | reader.readInt(2) << 12;
-    extended.height = (sequence.height & 0xFFF) | reader.readInt(2) << 12;
+    extended.width = sequence.width | reader.readInt(2) << 12;
+    extended.height = sequence.height | reader.readInt(2) << 12;
     extended.bitRate = (sequence.bitRate / 400 | static_cast<int64_t>(reader.read(12)) << 18) * 400;
     reader.expectMarker();
     reader.skip(8); // vbv_buffer_size_extension
     extended.lowDelay = reader.readFlag();
     extended.frameRate.numerator *= reader.readInt(2) + 1;
     extended.frameRate.denominator *= reader.readInt(5) + 1;
-    checkSize(extended);
     if (chroma == 0)
         throw DamagedUnit("the chroma format is reserved");
     if (chroma == 3)
@@ -158,6 +153,8 @@ void readSequenceHeader(BitReader& reader, Sequence& sequence)
         header.matrices.intra.fill(readMatrix(reader));
     if (reader.readFlag())
         header.matrices.nonIntra.fill(readMatrix(reader));
+    if (header.width == 0 || header.height == 0)
+        throw DamagedUnit("the picture size is zero");
     if (reader.pastEnd())
         throw DamagedUnit("the sequence header is cut off");
     sequence = header;
@@ -167,7 +164,6 @@ void readGroupHeader(BitReader& reader, Group& group)
 {
     reader.skip(25); // time_code
     group.closed = reader.readFlag();
-    group.brokenLink = reader.readFlag();
 }
 
 void readPictureHeader(BitReader& reader, Picture& picture)

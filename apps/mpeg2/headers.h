@@ -52,7 +52,6 @@ struct Sequence {
 
 struct Group {
     bool closed = false;
-    bool brokenLink = false;
 };
 
 enum class PictureType { intra = 1, predicted = 2, bidirectional = 3 };
