@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -36,22 +37,24 @@ std::size_t findStartCode(std::span<const uint8_t> data, std::size_t from)
 constexpr uint8_t grey = 128;
 
 // profile_and_level_indication (13818-2 8, tables 8-2, 8-3 and 8-5 on).
-std::string profileAndLevel(int indication)
+void describeProfile(int indication, std::vector<Property>& properties)
 {
-    if (indication == 0x82 || indication == 0x85)
-        return indication == 0x82 ? "4:2:2, High" : "4:2:2, Main";
-    constexpr const char* profiles[] = {"reserved",     "High", "Spatially Scalable",
-                                        "SNR Scalable", "Main", "Simple"};
-    const int profile = indication >> 4 & 7;
-    const int level = indication & 15;
-    const char* const levelName = level == 4    ? "High"
-                                  : level == 6  ? "High 1440"
-                                  : level == 8  ? "Main"
-                                  : level == 10 ? "Low"
-                                                : nullptr;
-    if (indication > 0x7F || profile > 5 || profile == 0 || levelName == nullptr)
-        return fmt::format("0x{:02x}", indication);
-    return fmt::format("{}, {}", profiles[profile], levelName);
+    constexpr std::array<const char*, 6> profiles = {nullptr,        "High", "Spatially Scalable",
+                                                     "SNR Scalable", "Main", "Simple"};
+    constexpr std::array<const char*, 16> levels = {nullptr,     nullptr, nullptr, nullptr, "High", nullptr,
+                                                    "High 1440", nullptr, "Main",  nullptr, "Low"};
+    const bool is422 = indication == 0x82 || indication == 0x85;
+    const auto profileCode = static_cast<std::size_t>(indication >> 4);
+    const char* const profile = is422                           ? "4:2:2"
+                                : profileCode < profiles.size() ? profiles[profileCode]
+                                                                : nullptr;
+    const char* const level = is422 ? (indication == 0x82 ? "High" : "Main") : levels[indication & 15];
+    if (profile == nullptr || level == nullptr) {
+        properties.emplace_back("Profile and level", fmt::format("0x{:02x}", indication));
+        return;
+    }
+    properties.emplace_back("Profile", profile);
+    properties.emplace_back("Level", level);
 }
 
 FieldOrder fieldOrderOf(const Sequence& sequence, const Picture& picture)
@@ -356,6 +359,7 @@ VideoFormat Decoder::videoFormat() const
     format.frameRate = sequence_.frameRate;
     format.sampleAspect = sequence_.sampleAspect();
     format.fieldOrder = fieldOrder_;
+    format.chromaSiting = sequence_.mpeg2 ? ChromaSiting::left : ChromaSiting::centre;
     return format;
 }
 
@@ -364,17 +368,17 @@ std::vector<Property> Decoder::describe() const
     if (sequence_.width == 0)
         return {};
     std::vector<Property> properties;
-    properties.emplace_back("standard",
+    properties.emplace_back("Standard",
                             sequence_.mpeg2 ? "MPEG-2 (ISO/IEC 13818-2)" : "MPEG-1 (ISO/IEC 11172-2)");
     if (sequence_.mpeg2)
-        properties.emplace_back("profile, level", profileAndLevel(sequence_.profileAndLevel));
-    properties.emplace_back("picture size", fmt::format("{}x{}", sequence_.width, sequence_.height));
-    properties.emplace_back("chroma", sequence_.chroma == ChromaFormat::yuv420 ? "4:2:0" : "4:2:2");
-    properties.emplace_back("scanning", sequence_.progressive ? "progressive" : "interlaced");
+        describeProfile(sequence_.profileAndLevel, properties);
+    properties.emplace_back("Size", fmt::format("{}x{}", sequence_.width, sequence_.height));
+    properties.emplace_back("Chroma", sequence_.chroma == ChromaFormat::yuv420 ? "4:2:0" : "4:2:2");
+    properties.emplace_back("Scanning", sequence_.progressive ? "progressive" : "interlaced");
     if (sequence_.mpeg2 || !sequence_.variableBitRate)
-        properties.emplace_back("bit rate", fmt::format("{} kbit/s at most", sequence_.bitRate / 1000));
+        properties.emplace_back("Bit rate limit", fmt::format("{} kbit/s", sequence_.bitRate / 1000));
     if (sequence_.lowDelay)
-        properties.emplace_back("low delay", "yes");
+        properties.emplace_back("Low delay", "yes");
     return properties;
 }
 

@@ -109,6 +109,8 @@ TEST(Command, DescribesAStream)
     EXPECT_EQ(result.exitCode, 0) << result.err;
     for (const char* fact : {"MPEG-2", "176x144", "25 pictures a second", "0:00:00.40"})
         EXPECT_NE(result.out.find(fact), std::string::npos) << fact << '\n' << result.out;
+    // What container and stream both know stands there once.
+    EXPECT_EQ(result.out.find("176x144"), result.out.rfind("176x144")) << result.out;
 }
 
 TEST(Command, DescribesAStreamThatItCannotDecode)
