@@ -32,9 +32,9 @@
  *
  * @par Stream positions
  * All readers of this file take a word cursor (see core.h) and do not check the bit offset, which must be
- * 0..31. A block or code of damaged data ends at the latest at the first invalid code. With codes of these
- * standards, for which no code is all zeros, 16 zero words behind the data keep every read of one block
- * inside the buffer.
+ * 0..31. A block of damaged data ends at the latest at the first invalid code. No coefficient code of these
+ * standards is all zeros, so 16 zero words behind the data keep every read of a block that begins within the
+ * data inside the buffer.
  */
 #ifndef KELVCPX_MPEG2_H
 #define KELVCPX_MPEG2_H
@@ -51,8 +51,8 @@
  * @retval StatusOk          the table is built
  * @retval StatusNullPointer `pCodeList` or `ppTable` is null
  * @retval StatusOutOfRange  the number of levels lies outside 1..32 or a level width outside 1..31, a code
- * that is not skipped is longer than 32 bits, or the table would have more than 2^24 entries;
- *                           `*ppTable` is unchanged
+ *                           that is not skipped is longer than 32 bits, or the table would have more than
+ *                           2^24 entries; `*ppTable` is unchanged
  * @retval StatusOutOfMemory an allocation failed; `*ppTable` is null
  *
  * A list that is not prefix-free gives an unspecified table, but nothing is written outside of it.
@@ -82,7 +82,7 @@ KEL_API Status keliHuffmanTableFree_32s(int32_t* pTable) KEL_NOEXCEPT;
  * @retval StatusOk             decoded
  * @retval StatusNullPointer    a pointer, or the stream pointer, is null
  * @retval StatusBadHuffmanCode no code matches: `*pDecodedValue` is 61681 and the cursor stays behind all
- * bits that the lookup has read
+ *                              bits that the lookup has read
  */
 KEL_API Status keliDecodeHuffmanOne_1u32s(const uint32_t** ppBitStream, int32_t* pBitOffset,
                                           int32_t* pDecodedValue, const int32_t* pTable) KEL_NOEXCEPT;
@@ -111,12 +111,18 @@ KEL_API Status keliDecodeHuffmanPair_1u16s(const uint32_t** ppBitStream, int32_t
  * ISO/IEC 13818-2 7.2.1, 7.2.2), and dequantise them (11172-2 2.4.4, 13818-2 7.4). With level L, scale Q =
  * `QP` and weight W, all divisions truncating, modulo 2^32 where a product leaves 32 bits:
  *
- * | operation         | coefficient |
- * |-------------------|-------------|
- * | MPEG-1 intra AC   | 2 L Q W / 16, an even one moved by one towards zero, clipped to -2048..2047 |
- * | MPEG-1 non-intra  | (2 L + sign(L)) Q W / 16, an even one moved by one towards zero, clipped to
- * -2048..2047 | | MPEG-2 intra AC   | 2 L Q W / 32, the low 16 bits stored | | MPEG-2 non-intra  | (2 L +
- * sign(L)) Q W / 32, the low 16 bits stored |
+ * | Operation        | Coefficient                  | Then                                      |
+ * |------------------|------------------------------|-------------------------------------------|
+ * | MPEG-1 intra AC  | 2 L Q W / 16                 | made odd, then clipped to -2048..2047     |
+ * | MPEG-1 non-intra | (2 L + sign(L)) Q W / 16     | made odd, then clipped to -2048..2047     |
+ * | MPEG-2 intra AC  | 2 L Q W / 32                 | the low 16 bits are stored, not saturated |
+ * | MPEG-2 non-intra | (2 L + sign(L)) Q W / 32     | the low 16 bits are stored, not saturated |
+ *
+ * Made odd means that an even coefficient other than 0 moves by one towards zero.
+ *
+ * The escape code is followed by 6 bits of run and the level: in MPEG-2 12 bits, signed (13818-2 7.2.2.3); in
+ * MPEG-1 8 bits, signed, but if these are 0 or -128 by 8 more bits b that make it b or b - 256 (11172-2
+ * 2.4.3.7).
  *
  * The MPEG-2 operations do not saturate the coefficients: only streams whose level, weight and scale are
  * extreme together could tell. They end with mismatch control (13818-2 7.4.4): if the sum of all stored
@@ -129,31 +135,33 @@ KEL_API Status keliDecodeHuffmanPair_1u16s(const uint32_t** ppBitStream, int32_t
  * @param ppBitStream  word cursor: current word; advanced past the block
  * @param pBitOffset   word cursor: next unread bit, 0..31
  * @param pFirstTable  run-level table for the first coefficient of a non-intra block, used unless the next
- * bit is 1, which is run 0, level +1 or -1 by the bit after it
+ *                     bit is 1, which is run 0, level +1 or -1 by the bit after it (1: negative)
  * @param pACTable     run-level table for all other coefficients: `first` is the run, or 254 for end of block
- * or 255 for the escape code; `second` is the signed level, of which all but the MPEG-2 non-intra operation
- * use the low 8 bits
+ *                     or 255 for the escape code; `second` is the signed level, of which all but the MPEG-2
+ *                     non-intra operation use the low 8 bits
  * @param pDCSizeTable value table of dct_dc_size (13818-2 tables B.12, B.13), values 0..31
  * @param pScan        64 entries, the block index 0..63 for each scan position; the transposed scan if the
- * block goes to keliDCT8x8Inv_AANTransposed_16s_C1R() and its kin
+ *                     block goes to keliDCT8x8Inv_AANTransposed_16s_C1R() and its kin
  * @param QP           quantiser scale as a multiplier (quantiser_scale of 13818-2 table 7-6)
  * @param pQMatrix     64 weights by block index, transposed like the scan; the MPEG-2 non-intra operation
- * takes null for the flat matrix of 16
+ *                     takes null for the flat matrix of 16
  * @param pDCPred      DC predictor of the component: in units of the reconstructed DC for MPEG-1, in the
- * coded precision for MPEG-2; replaced
+ *                     coded precision for MPEG-2; replaced
  * @param dcShift      3 - intra_dc_precision, 0..3
  * @param pDst         64 coefficients by block index, all written; not required to be aligned
  * @param pLastIndex   receives the scan position of the last decoded coefficient, as the inverse DCT's
- * `count` wants it: 0 for an intra block without AC coefficients, -1 for a non-intra block that starts with
- *                     end of block (which no stream should); the MPEG-2 non-intra operation gives 1 instead
- * of 0, as mismatch control has its say in a block with just one coefficient
+ *                     `count` wants it: 0 for an intra block without AC coefficients, -1 for a non-intra
+ *                     block that starts with end of block (which no stream should); the MPEG-2 non-intra
+ *                     operation gives 1 instead of 0, as mismatch control has its say in a block with just
+ *                     one coefficient
  *
  * @retval StatusOk             the block is complete
  * @retval StatusNullPointer    a pointer other than the optional matrix, or the stream pointer, is null;
- * nothing is written
+ *                              nothing is written
  * @retval StatusBadHuffmanCode an invalid code, or a coefficient beyond scan position 63: the cursor stays
- * where decoding stopped (behind the bits of the invalid code that were looked at), `pDst` holds the
- * coefficients so far, the predictor is updated if the DC was read, and `pLastIndex` is unchanged
+ *                              where decoding stopped (behind the bits of the invalid code that were looked
+ *                              at), `pDst` holds the coefficients so far, the predictor is updated if the DC
+ *                              was read, and `pLastIndex` is unchanged
  * @{
  */
 KEL_API Status keliReconstructDCTBlock_MPEG1_32s(const uint32_t** ppBitStream, int32_t* pBitOffset,
@@ -187,7 +195,7 @@ KEL_API Status keliReconstructDCTBlockIntra_MPEG2_32s(const uint32_t** ppBitStre
  * @param pSrcDst  64 levels, replaced by coefficients
  * @param QP       quantiser scale as a multiplier
  * @param pQMatrix 64 weights in the order of the block; keliQuantInv_MPEG2_16s_C1I() takes null for the flat
- * matrix of 16
+ *                 matrix of 16
  *
  * @retval StatusOk          done
  * @retval StatusNullPointer `pSrcDst`, or the required `pQMatrix`, is null
