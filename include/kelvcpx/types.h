@@ -65,7 +65,7 @@ enum StatusCode
     StatusOutOfRange = -11,    /**< a count, index, mode or parameter outside its range */
     StatusLevelTooLarge = -13, /**< a forward H.264 quantisation produced a level magnitude above 2063 */
     StatusBadStep = -14,       /**< a row step too small for the operation */
-    StatusBadContext = -17,    /**< a specification record carries the wrong tag */
+    StatusBadContext = -17,    /**< a record that the operation's Init did not make */
     StatusBadInterpolation = -22, /**< an unknown interpolation mode */
     StatusBadResizeFactor = -23,  /**< an unknown reduction factor */
     StatusBadHuffmanCode =
@@ -78,8 +78,8 @@ enum StatusCode
 
 /** Size of a region in elements. */
 typedef struct RoiSize {
-    int32_t width;
-    int32_t height;
+    int32_t width;  /**< elements in a row */
+    int32_t height; /**< rows */
 } RoiSize;
 
 /**
