@@ -5,9 +5,12 @@
 #include <kelvcpx/mpeg2.h>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
+#include <limits>
 #include <numeric>
 #include <set>
 #include <string>
@@ -208,6 +211,42 @@ TEST(HuffmanTable, SurvivesMalformedLists)
         ASSERT_EQ(keliHuffmanTableInitAlloc_32s(list.data(), &table), StatusOk);
         keliHuffmanTableFree_32s(table);
     }
+}
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool addressSanitizer = true;
+#elif defined(__has_feature)
+constexpr bool addressSanitizer = __has_feature(address_sanitizer);
+#else
+constexpr bool addressSanitizer = false;
+#endif
+
+// Ends the process, with 0 if the builder finds no memory and says so.
+[[noreturn]] void buildWithoutMemory(const std::vector<int32_t>& list)
+{
+    const rlimit none = {};
+    int32_t marker = 0;
+    int32_t* table = &marker;
+    const bool limited = setrlimit(RLIMIT_AS, &none) == 0;
+    const Status status = keliHuffmanTableInitAlloc_32s(list.data(), &table);
+    std::_Exit(limited && status == StatusOutOfMemory && table == nullptr ? 0 : 1);
+}
+
+TEST(HuffmanTableDeathTest, ReportsThatThereIsNoMemory)
+{
+    if (addressSanitizer)
+        GTEST_SKIP() << "the sanitizer cannot work without memory";
+    std::vector<int32_t> list = {0, 1, 23, -1}; // the table
+    EXPECT_EXIT(buildWithoutMemory(list), testing::ExitedWithCode(0), "");
+
+    constexpr int32_t length = 20; // the list of its codes
+    list = {0, 1, length};
+    list.resize(list.size() + length - 1);
+    list.push_back(1 << length);
+    for (int32_t code = 0; code < 1 << length; code++)
+        list.insert(list.end(), {code, code});
+    list.push_back(-1);
+    EXPECT_EXIT(buildWithoutMemory(list), testing::ExitedWithCode(0), "");
 }
 
 TEST(HuffmanTable, RefusesNullPointers)
