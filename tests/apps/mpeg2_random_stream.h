@@ -2,6 +2,8 @@
 // type, kind of prediction, table and header element is drawn by lot wherever the standards allow it.
 #pragma once
 
+#include "apps/picture_structures.h"
+
 #include "common/picture.h"
 
 #include <cstdint>
@@ -11,8 +13,6 @@
 #include <vector>
 
 namespace kelvcpx::test {
-
-enum class PictureStructures { frames, fields, mixed };
 
 struct RandomStreamOptions {
     uint32_t seed = 1;

@@ -1,0 +1,96 @@
+// Random macroblocks of H.264 CAVLC slices (ITU-T H.264 7.3.4, 7.3.5).
+#pragma once
+
+#include "apps/support/bit_writer.h"
+#include "support/random.h"
+
+#include "h264/slice_header.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace kelvcpx::test {
+
+// What macroblocks of the same slice need to know of one another.
+struct WrittenMacroblock {
+    int slice = -1; // -1: not written yet
+    bool inter = false;
+    std::array<uint8_t, 16> intraModes{}; // by 4x4 block in raster order
+    std::array<uint8_t, 24> totalCoeff{}; // luma in raster order, Cb, Cr
+};
+
+struct RandomSlice {
+    const app::h264::SequenceParameterSet& sequence;
+    const app::h264::PictureParameterSet& set;
+    const app::h264::SliceHeader& header;
+    std::vector<WrittenMacroblock>& macroblocks; // of the picture
+    int widthInMbs;
+    int number; // of the slice in the picture
+    int count;  // of its macroblocks, in raster order from header.firstMb on
+};
+
+class MacroblockWriter
+{
+public:
+    MacroblockWriter(const RandomSlice& slice, Random& random, BitWriter& bits,
+                     std::map<std::string, int>& tools);
+
+    // slice_data()
+    void write();
+
+private:
+    struct Available {
+        bool left, top, topRight, topLeft;
+    };
+    struct Partition { // of a macroblock: its vectors, and the lists it uses
+        int vectors;
+        unsigned lists;
+    };
+
+    void writeMacroblock();
+    void writeIntraNxN(int firstType);
+    void writeIntra16x16(int firstType);
+    void writePcm(int firstType);
+    void writeInterP();
+    void writeInterB();
+    void writePartitions(std::span<const Partition> partitions, bool withReferences);
+    void writeVector();
+    std::vector<Partition> writeSubTypes(bool& allows8x8);
+
+    void writeIntraModes(bool transform8x8);
+    int predictedMode(std::size_t x, std::size_t y) const;
+    bool allowsMode(int mode, std::size_t x, std::size_t y) const;
+    int randomModeOf16x16();
+    void writeChromaMode();
+
+    int randomPattern();
+    void writePatternAndQp(bool inter, bool allows8x8, bool transform8x8);
+    void writeQpDelta();
+    void writeResidual(int pattern, bool intra16x16, bool transform8x8);
+    void writeLuma8x8(std::size_t block);
+    void writeLuma4x4(std::size_t block, std::size_t size);
+    void writeChroma(int pattern);
+    int context(std::size_t component, std::size_t x, std::size_t y) const; // nC
+    std::vector<int> randomLevels(std::size_t size, int budget);
+    int levelBudget(bool transform8x8, int qpOffset = 0) const;
+
+    int neighbour(int dx, int dy) const; // address, or -1 if not available
+    Available availableSamples() const;
+    WrittenMacroblock& current() { return at(address_); }
+    WrittenMacroblock& at(int address) const { return slice_.macroblocks[static_cast<std::size_t>(address)]; }
+    bool isMonochrome() const { return slice_.sequence.chromaFormatIdc == 0; }
+
+    RandomSlice slice_;
+    Random& random_;
+    BitWriter& bits_;
+    std::map<std::string, int>& tools_;
+    int address_ = 0;
+    int qp_;
+};
+
+} // namespace kelvcpx::test
