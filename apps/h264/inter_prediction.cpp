@@ -155,7 +155,7 @@ void InterPredictor::predictFromTwo(const Block& block, std::size_t refIdx0, Vec
         if (explicitWeights_) {
             const PredictionWeight& w0 = slice_.header.weights[0][refIdx0];
             const PredictionWeight& w1 = slice_.header.weights[1][refIdx1];
-            const auto log2Wd = static_cast<uint32_t>(slice_.header.log2WeightDenominator[i == 0 ? 0 : 1]);
+            const int log2Wd = slice_.header.log2WeightDenominator[i == 0 ? 0 : 1];
             keliBiDirWeightBlock_H264_8u_P2P1R(first.samples[i], second.samples[i], target.samples[i], step,
                                                targetStep, log2Wd, w0.weight[i], w0.offset[i], w1.weight[i],
                                                w1.offset[i], size);

@@ -181,7 +181,7 @@ void readSliceGroups(BitReader& reader, PictureParameterSet& set)
         set.sliceGroupChangeRate = readUeUpTo(reader, 1 << 20) + 1;
     } else if (set.sliceGroupMapType == 6) {
         set.sliceGroupId.resize(static_cast<std::size_t>(readUeUpTo(reader, 1 << 20)) + 1);
-        const int bits = std::bit_width(static_cast<unsigned>(set.sliceGroupCount - 1));
+        const auto bits = static_cast<int>(std::bit_width(static_cast<unsigned>(set.sliceGroupCount - 1)));
         for (uint8_t& id : set.sliceGroupId) {
             id = static_cast<uint8_t>(reader.read(bits));
             if (reader.pastEnd() || id >= set.sliceGroupCount)

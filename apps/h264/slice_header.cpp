@@ -139,7 +139,8 @@ void readSliceGroupChangeCycle(BitReader& reader, const SequenceParameterSet& se
         return;
     const int mapUnits = sequence.widthInMbs * sequence.heightInMapUnits;
     const int changes = (mapUnits + picture.sliceGroupChangeRate - 1) / picture.sliceGroupChangeRate;
-    header.sliceGroupChangeCycle = reader.readInt(std::bit_width(static_cast<unsigned>(changes)));
+    const auto bits = static_cast<int>(std::bit_width(static_cast<unsigned>(changes)));
+    header.sliceGroupChangeCycle = reader.readInt(bits);
 }
 
 } // namespace
