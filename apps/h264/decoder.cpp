@@ -440,14 +440,14 @@ std::vector<Property> Decoder::describe() const
         return {};
     const SequenceParameterSet& set = *active_;
     std::vector<Property> properties;
-    properties.emplace_back("standard", "H.264 (ISO/IEC 14496-10)");
-    properties.emplace_back("profile, level",
-                            fmt::format("{}, {}.{}", profileName(set), set.levelIdc / 10, set.levelIdc % 10));
+    properties.emplace_back("Standard", "H.264 (ISO/IEC 14496-10)");
+    properties.emplace_back("Profile", profileName(set));
+    properties.emplace_back("Level", fmt::format("{}.{}", set.levelIdc / 10, set.levelIdc % 10));
     const VideoFormat format = videoFormat();
-    properties.emplace_back("picture size", fmt::format("{}x{}", format.width, format.height));
-    properties.emplace_back("chroma", set.chromaFormatIdc == 0 ? "monochrome" : "4:2:0");
-    properties.emplace_back("scanning", set.frameMbsOnly ? "progressive" : "frames or fields");
-    properties.emplace_back("reference frames", fmt::format("{}", set.maxNumRefFrames));
+    properties.emplace_back("Size", fmt::format("{}x{}", format.width, format.height));
+    properties.emplace_back("Chroma", set.chromaFormatIdc == 0 ? "monochrome" : "4:2:0");
+    properties.emplace_back("Scanning", set.frameMbsOnly ? "progressive" : "frames or fields");
+    properties.emplace_back("References", fmt::format("{}", set.maxNumRefFrames));
     return properties;
 }
 
