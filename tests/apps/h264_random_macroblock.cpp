@@ -98,7 +98,7 @@ MacroblockWriter::Available MacroblockWriter::availableSamples() const
         const int other = neighbour(dx, dy);
         return other >= 0 && !(slice_.set.constrainedIntraPrediction && at(other).inter);
     };
-    return {usable(-1, 0), usable(0, -1), usable(1, -1), usable(-1, -1)};
+    return {usable(-1, 0), usable(0, -1), usable(1, -1), usable(-1, -1) && !avoidsCorner()};
 }
 
 // 8.3.1.1, 8.3.2.1
@@ -172,7 +172,7 @@ void MacroblockWriter::writeChromaMode()
 void MacroblockWriter::writeIntraNxN(int firstType)
 {
     putUe(bits_, static_cast<uint32_t>(firstType));
-    const bool transform8x8 = slice_.set.transform8x8 && random_.oneIn(2);
+    const bool transform8x8 = slice_.set.transform8x8 && !avoidsCorner() && random_.oneIn(2);
     if (slice_.set.transform8x8)
         bits_.put(transform8x8, 1);
     writeIntraModes(transform8x8);

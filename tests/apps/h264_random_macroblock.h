@@ -81,6 +81,9 @@ private:
 
     int neighbour(int dx, int dy) const; // address, or -1 if not available
     Available availableSamples() const;
+    // ffmpeg predicts from the deblocked sample of the macroblock to the upper left in fields with
+    // disable_deblocking_filter_idc 2, unlike 8.3.1.2: nothing that looks at it is written there.
+    bool avoidsCorner() const { return slice_.header.fieldPicture && slice_.header.disableDeblocking == 2; }
     WrittenMacroblock& current() { return at(address_); }
     WrittenMacroblock& at(int address) const { return slice_.macroblocks[static_cast<std::size_t>(address)]; }
     bool isMonochrome() const { return slice_.sequence.chromaFormatIdc == 0; }
