@@ -400,7 +400,10 @@ void MacroblockWriter::writeLuma4x4(std::size_t block, std::size_t size)
 // The 64 levels are dealt to four blocks in turn.
 void MacroblockWriter::writeLuma8x8(std::size_t block)
 {
-    const std::vector<int> levels = randomLevels(64, levelBudget(true));
+    std::vector<int> levels = randomLevels(64, levelBudget(true));
+    // ffmpeg takes coded_block_pattern for coefficients where 8.7.2.1 asks for such that are not zero.
+    if (std::all_of(levels.begin(), levels.end(), [](int level) { return level == 0; }))
+        levels[random_.uniform<std::size_t>(0, 63)] = 1;
     for (std::size_t part = 0; part < 4; part++) {
         const std::size_t raster = rasterOfBlock[4 * block + part];
         std::array<int, 16> own;

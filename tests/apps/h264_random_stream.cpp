@@ -92,6 +92,9 @@ private:
     // Of the picture that is being written.
     std::vector<WrittenMacroblock> macroblocks_;
     int sliceNumber_ = 0;
+    // At the edge of a P and a B slice ffmpeg takes the same picture in different lists for different ones,
+    // unlike 8.7.2.1: a P slice of a picture with B slices leaves those edges alone.
+    bool shunsNeighbours_ = false;
     std::array<std::vector<ListModification>, 2> sharedModifications_;
     std::map<int32_t, std::array<References, 2>> references_; // by frame number; of fields by parity
 };
@@ -294,7 +297,10 @@ void StreamWriter::writePicture(SliceHeader header, char type, Structure structu
         const int size = random_.oneIn(2) ? count - first : random_.uniform(1, count - first);
         header.type = main;
         if (mixesTypes && main != SliceType::i && random_.oneIn(3))
-            header.type = main == SliceType::b && random_.oneIn(2) ? SliceType::p : SliceType::i;
+            header.type = main == SliceType::b && set.deblockingControlPresent && random_.oneIn(2)
+                              ? SliceType::p
+                              : SliceType::i;
+        shunsNeighbours_ = main == SliceType::b && header.type == SliceType::p;
         writeSlice(header, set, structure, size);
         first += size;
     }
@@ -377,7 +383,7 @@ void StreamWriter::writeSlice(SliceHeader header, const PictureParameterSet& set
 
 void StreamWriter::drawDeblocking(SliceHeader& header)
 {
-    header.disableDeblocking = random_.uniform(0, 2);
+    header.disableDeblocking = random_.uniform(shunsNeighbours_ ? 1 : 0, 2);
     stream_.tools["disable_deblocking_filter_idc " + std::to_string(header.disableDeblocking)]++;
     if (header.disableDeblocking == 1)
         return;
