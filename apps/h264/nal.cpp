@@ -1,5 +1,7 @@
 #include "h264/nal.h"
 
+#include "common/start_code.h"
+
 #include <cstring>
 
 namespace kelvcpx::app::h264 {
@@ -11,21 +13,6 @@ std::size_t bigEndian(std::span<const uint8_t> bytes)
     for (const uint8_t byte : bytes)
         value = value << 8 | byte;
     return value;
-}
-
-// Position of the next 00 00 01 at or after `from`, or the size of the data.
-std::size_t findStartCode(std::span<const uint8_t> data, std::size_t from)
-{
-    while (from + 2 < data.size()) {
-        const void* const one = std::memchr(data.data() + from + 2, 1, data.size() - from - 2);
-        if (one == nullptr)
-            break;
-        const auto at = static_cast<std::size_t>(static_cast<const uint8_t*>(one) - data.data());
-        if (data[at - 1] == 0 && data[at - 2] == 0)
-            return at - 2;
-        from = at - 1;
-    }
-    return data.size();
 }
 
 // 7.4.1: a 3 behind two zeros is not part of the payload.

@@ -1,5 +1,6 @@
 #include "mpeg2/decoder.h"
 
+#include "common/start_code.h"
 #include "mpeg2/frame.h"
 #include "mpeg2/headers.h"
 #include "mpeg2/slice_decoder.h"
@@ -8,7 +9,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,21 +18,6 @@ namespace kelvcpx::app::mpeg2 {
 namespace {
 
 using FramePointer = std::shared_ptr<Frame>;
-
-// Position of the next start code prefix 00 00 01 at or after `from`, or the size of the data.
-std::size_t findStartCode(std::span<const uint8_t> data, std::size_t from)
-{
-    while (from + 3 < data.size()) {
-        const void* const one = std::memchr(data.data() + from + 2, 1, data.size() - from - 3);
-        if (one == nullptr)
-            break;
-        const auto at = static_cast<std::size_t>(static_cast<const uint8_t*>(one) - data.data());
-        if (data[at - 1] == 0 && data[at - 2] == 0)
-            return at - 2;
-        from = at - 1;
-    }
-    return data.size();
-}
 
 constexpr uint8_t grey = 128;
 
