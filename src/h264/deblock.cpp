@@ -9,11 +9,12 @@ namespace {
 constexpr int lumaSamples = 8;
 constexpr int chromaSamples = 4;
 
-//                                direction             samples        edges lines
+// The samples across an edge, the edges, the lines of an edge, the lines of a segment, the entries of bS from
+// an edge to the next one. Chroma edges lie where luma has edges, those of 4:2:0 and the vertical ones of
+// 4:2:2 where it has every second one.
 constexpr EdgeLayout lumaVertical{Direction::vertical, lumaSamples, 4, 16, 4, 4, Strong::segment};
 constexpr EdgeLayout lumaHorizontal{Direction::horizontal, lumaSamples, 4, 16, 4, 4, Strong::segment};
 constexpr EdgeLayout lumaMbaff{Direction::vertical, lumaSamples, 1, 8, 2, 4, Strong::segment};
-// Chroma edges lie on every other luma edge.
 constexpr EdgeLayout chromaVertical{Direction::vertical, chromaSamples, 2, 8, 2, 8, Strong::segment};
 constexpr EdgeLayout chromaHorizontal{Direction::horizontal, chromaSamples, 2, 8, 2, 8, Strong::firstEdge};
 constexpr EdgeLayout chromaMbaff{Direction::vertical, chromaSamples, 1, 4, 1, 4, Strong::segment};

@@ -154,6 +154,9 @@ void filterLines(typename S::Sample* q0, const Edge<S>& edge, typename S::Lanes 
     }
 }
 
+// bS and tc0 are read one by one: callers have just written them so, and a load across several recent stores
+// waits until all of them have reached the cache.
+
 // Lanes with each of the values, of bS or of tc0, `times` times.
 template <class S, int values, int times, class Value>
 [[gnu::always_inline]] inline typename S::Lanes spread(const Value* p)
@@ -161,15 +164,28 @@ template <class S, int values, int times, class Value>
     if constexpr (values == 1) {
         return S::splat(*p);
     } else {
-        typename S::SampleVector vector;
-        if constexpr (sizeof(Value) == sizeof(typename S::Sample))
-            vector = gather<S, values, 1>(p, 0);
-        else
-            vector = std::bit_cast<U16x8>(Samples8::widenLow(gather<Samples8, values, 1>(p, 0)));
-        for (int i = 1; i < times; i *= 2)
-            vector = interleaveLow(vector, vector);
-        return S::widenLow(vector);
+        constexpr int laneBits = 128 / S::lanes;
+        using Copies = detail::Unsigned<times * laneBits / 8>;
+        constexpr auto ones = [] {
+            Copies all = 0;
+            for (int i = 0; i < times; i++)
+                all = static_cast<Copies>(all | Copies{1} << (i * laneBits));
+            return all;
+        }();
+        Vec16<Copies> lanes{};
+        for (int i = 0; i < values; i++)
+            lanes[i] = static_cast<Copies>(p[i] * ones);
+        return std::bit_cast<typename S::Lanes>(lanes);
     }
+}
+
+template <int segments>
+[[gnu::always_inline]] inline bool anyStrength(const uint8_t* bs)
+{
+    uint8_t any = 0;
+    for (int i = 0; i < segments; i++)
+        any |= bs[i];
+    return any != 0;
 }
 
 // Filters an edge of which some segment has a bS other than 0.
@@ -183,7 +199,7 @@ void filterEdge(const Edge<S>& edge, bool first, Clip<S> clip)
     for (int line = 0; line < layout.lines; line += lines) {
         const uint8_t* bs = edge.bs + line / layout.linesPerSegment;
         const auto* tc0 = edge.tc0 + line / layout.linesPerSegment;
-        if (!strongThroughout && std::all_of(bs, bs + segments, [](uint8_t v) { return v == 0; }))
+        if (segments < 4 && !strongThroughout && !anyStrength<segments>(bs))
             continue;
         auto strength = spread<S, segments, layout.linesPerSegment>(bs);
         if constexpr (layout.strong != Strong::segment)
@@ -217,7 +233,7 @@ void filterEdges(const MacroblockEdges<S>& m, Clip<S> clip)
                            m.bs + e * layout.bsPerEdge,
                            m.tc0 + 4 * e};
         // A threshold of 0 filters nothing.
-        if (loadUnaligned<uint32_t>(edge.bs) != 0 && edge.alpha != 0 && edge.beta != 0)
+        if (anyStrength<4>(edge.bs) && edge.alpha != 0 && edge.beta != 0)
             filterEdge<S, layout>(edge, e == 0, clip);
     }
 }

@@ -42,7 +42,7 @@ template <class Lanes>
     return (halves[0] | halves[1]) != 0;
 }
 
-// The conditions on the samples in filterSamplesFlag (8-468).
+// The conditions on the samples in filterSamplesFlag (8.7.2.2).
 template <class S>
 [[gnu::always_inline]] inline typename S::Lanes filterSamples(typename S::Lanes p1, typename S::Lanes p0,
                                                               typename S::Lanes q0, typename S::Lanes q1,
@@ -52,7 +52,7 @@ template <class S>
            (absolute(q1 - q0) < thresholds.beta);
 }
 
-// Moves p0 and q0 of the lines towards each other, by tc at most (8-475 to 8-477).
+// Moves p0 and q0 of the lines towards each other, by tc at most.
 template <class S>
 [[gnu::always_inline]] inline void filterInner(typename S::Lanes p1, typename S::Lanes& p0,
                                                typename S::Lanes& q0, typename S::Lanes q1,

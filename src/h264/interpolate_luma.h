@@ -26,7 +26,7 @@ extern const std::array<InterpolateLuma16, 16> InterpolFnTbl_16u;
 
 constexpr std::size_t quarterSampleEntry(int32_t dx, int32_t dy)
 {
-    return static_cast<std::size_t>(dx * 4 + dy);
+    return static_cast<std::size_t>(dx) * 4 + static_cast<std::size_t>(dy);
 }
 
 // Interpolates with the kernel that the record's fractions choose.

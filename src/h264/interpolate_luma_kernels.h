@@ -25,8 +25,7 @@ struct Taps {
     }
 };
 
-// The filter (1, -5, 20, 20, -5, 1), neither rounded nor shifted (8-241, 8-242). Of 8-bit samples it is
-// within -2550..10710.
+// The filter (1, -5, 20, 20, -5, 1), neither rounded nor shifted. Of 8-bit samples it is within -2550..10710.
 template <class Lanes>
 [[gnu::always_inline]] inline Lanes sixTap(const Taps<Lanes>& t)
 {
@@ -40,7 +39,7 @@ template <class S>
     return clip((sum + 16) >> 5);
 }
 
-// The centre sample j from sums of the other direction (8-245). For 8-bit samples the filter stays within 16
+// The centre sample j from sums of the other direction. For 8-bit samples the filter stays within 16
 // bits: (outer - 5 * middle + 20 * inner) >> 4 is the same as (((outer - middle) >> 2) + (inner - middle) >>
 // 2) + inner, and where the difference of inner and middle had to be limited the sample is clipped anyway.
 [[gnu::always_inline]] inline S16x8 centreSample(const Taps<S16x8>& sums, Clip<Samples8> clip)
@@ -56,6 +55,21 @@ template <class S>
 [[gnu::always_inline]] inline S32x4 centreSample(const Taps<S32x4>& sums, Clip<Samples16> clip)
 {
     return clip((sixTap(sums) + 512) >> 10);
+}
+
+// Calls sink(y, taps) for the groups of a column, top to bottom: taps are the groups round row y, as
+// groupAt() returns them for the rows from -2 on.
+template <class Lanes, int groupRows, class GroupAt, class Sink>
+[[gnu::always_inline]] inline void forEachInColumn(int32_t height, GroupAt groupAt, Sink sink)
+{
+    Taps<Lanes> taps{};
+    // The taps of row 0 are complete after five rows.
+    for (int32_t y = groupRows - 6; y < height; y += groupRows) {
+        for (int i = 4 - groupRows; i < 4; i++)
+            taps.push(groupAt(y + i));
+        if (y >= 0)
+            sink(y, taps);
+    }
 }
 
 // Interpolates a block `Width` samples wide at dx, dy quarter samples.
@@ -89,9 +103,6 @@ private:
     using Sample = typename S::Sample;
     using Lanes = typename S::Lanes;
     using Block = Group<S, Width>;
-
-    // A column of taps is complete five rows after it is begun.
-    static constexpr int32_t leadIn = Block::rows - 6;
 
     [[gnu::always_inline]] Lanes load(std::ptrdiff_t x, std::ptrdiff_t y) const
     {
@@ -130,52 +141,43 @@ private:
     template <int dy>
     void vertical(int x) const
     {
-        Taps<Lanes> taps{};
-        for (int32_t y = leadIn; y < block_.height; y += Block::rows) {
-            for (int i = 4 - Block::rows; i < 4; i++)
-                taps.push(load(x, y + i));
-            if (y < 0)
-                continue;
-            const Lanes h = half(sixTap(taps));
-            if constexpr (dy == 2)
-                store(x, y, h);
-            else
-                store(x, y, averageOf(h, dy == 1 ? taps.g : taps.h));
-        }
+        forEachInColumn<Lanes, Block::rows>(
+            block_.height, [&](int32_t y) { return load(x, y); },
+            [&](int32_t y, const Taps<Lanes>& taps) {
+                const Lanes h = half(sixTap(taps));
+                if constexpr (dy == 2)
+                    store(x, y, h);
+                else
+                    store(x, y, averageOf(h, dy == 1 ? taps.g : taps.h));
+            });
     }
 
     // e, g, p, r: averages of b or s and h or m
     template <int dx, int dy>
     void diagonal(int x) const
     {
-        Taps<Lanes> taps{};
-        for (int32_t y = leadIn; y < block_.height; y += Block::rows) {
-            for (int i = 4 - Block::rows; i < 4; i++)
-                taps.push(load(x + (dx == 3), y + i));
-            if (y < 0)
-                continue;
-            const Lanes h = half(sixTap(taps));
-            const Lanes b = half(horizontalSum(x, y + (dy == 3)));
-            store(x, y, averageOf(b, h));
-        }
+        forEachInColumn<Lanes, Block::rows>(
+            block_.height, [&](int32_t y) { return load(x + (dx == 3), y); },
+            [&](int32_t y, const Taps<Lanes>& taps) {
+                const Lanes h = half(sixTap(taps));
+                const Lanes b = half(horizontalSum(x, y + (dy == 3)));
+                store(x, y, averageOf(b, h));
+            });
     }
 
     // f, j, q
     template <int dy>
     void centre(int x) const
     {
-        Taps<Lanes> taps{};
-        for (int32_t y = leadIn; y < block_.height; y += Block::rows) {
-            for (int i = 4 - Block::rows; i < 4; i++)
-                taps.push(horizontalSum(x, y + i));
-            if (y < 0)
-                continue;
-            const Lanes j = centreSample(taps, clip_);
-            if constexpr (dy == 2)
-                store(x, y, j);
-            else
-                store(x, y, averageOf(j, half(dy == 1 ? taps.g : taps.h)));
-        }
+        forEachInColumn<Lanes, Block::rows>(
+            block_.height, [&](int32_t y) { return horizontalSum(x, y); },
+            [&](int32_t y, const Taps<Lanes>& sums) {
+                const Lanes j = centreSample(sums, clip_);
+                if constexpr (dy == 2)
+                    store(x, y, j);
+                else
+                    store(x, y, averageOf(j, half(dy == 1 ? sums.g : sums.h)));
+            });
     }
 
     // i, k: filtered vertically first, so that the sums of h are at hand
@@ -203,7 +205,7 @@ private:
             fill(block, width - Row::columns);
         }
 
-        [[gnu::always_inline]] Taps<Lanes> rowTaps(int x, int32_t y) const
+        [[gnu::always_inline]] Taps<Lanes> rowTaps(int x, int32_t y)
         {
             return {load(x, y),     load(x + 1, y), load(x + 2, y),
                     load(x + 3, y), load(x + 4, y), load(x + 5, y)};
@@ -211,22 +213,22 @@ private:
 
     private:
         using Row = Group<S, 16>;
-        using Sum = std::conditional_t<sizeof(Sample) == 1, int16_t, int32_t>;
+        using Sum = typename S::Lane;
 
         static constexpr int width = Width + 5;
 
         void fill(const BlockMove<S>& block, int x)
         {
-            const Sample* src = block.src + x - 2;
-            Taps<Lanes> taps{};
-            for (int32_t y = -5; y < block.height; y++) {
-                taps.push(Row::load(src + (y + 3) * block.srcStep, block.srcStep));
-                if (y >= 0)
-                    storeUnaligned(at(x, y), sixTap(taps));
-            }
+            const auto groupAt = [&](int32_t y) {
+                return Row::load(block.src + y * block.srcStep + x - 2, block.srcStep);
+            };
+            const auto sink = [&](int32_t y, const Taps<Lanes>& taps) {
+                storeUnaligned(at(x, y), sixTap(taps));
+            };
+            forEachInColumn<Lanes, 1>(block.height, groupAt, sink);
         }
 
-        Lanes load(std::ptrdiff_t x, std::ptrdiff_t y) const
+        Lanes load(std::ptrdiff_t x, std::ptrdiff_t y)
         {
             constexpr int bytes = Block::columns * static_cast<int>(sizeof(Sum));
             return std::bit_cast<Lanes>(
@@ -234,10 +236,6 @@ private:
         }
 
         Sum* at(std::ptrdiff_t x, std::ptrdiff_t y)
-        {
-            return &sums_[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)];
-        }
-        const Sum* at(std::ptrdiff_t x, std::ptrdiff_t y) const
         {
             return &sums_[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)];
         }

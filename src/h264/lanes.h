@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <type_traits>
 
 namespace kelvcpx::h264 {
 
@@ -19,7 +18,8 @@ namespace kelvcpx::h264 {
 struct Samples8 {
     using Sample = uint8_t;
     using SampleVector = U8x16;
-    using Lanes = S16x8;
+    using Lane = int16_t;
+    using Lanes = Vec16<Lane>;
     static constexpr int lanes = 8;
 
     static Lanes splat(int32_t value) { return splat16(static_cast<int16_t>(value)); }
@@ -32,7 +32,8 @@ struct Samples8 {
 struct Samples16 {
     using Sample = uint16_t;
     using SampleVector = U16x8;
-    using Lanes = S32x4;
+    using Lane = int32_t;
+    using Lanes = Vec16<Lane>;
     static constexpr int lanes = 4;
 
     static Lanes splat(int32_t value) { return Lanes{} + value; }

@@ -111,15 +111,16 @@ struct Weighting {
         return ((s1 * w1 + s2 * w2 + rounding()) >> shift) + offset;
     }
 
-    // True if all numbers in the computation have room in a T.
-    template <class T, class Sample>
+    // True if all numbers in the computation have room in a lane.
+    template <class S>
     constexpr bool fits() const
     {
-        constexpr int64_t largest = std::numeric_limits<Sample>::max();
+        constexpr int64_t largest = std::numeric_limits<typename S::Sample>::max();
         const int64_t lowest = largest * (std::min<int64_t>(w1, 0) + std::min<int64_t>(w2, 0));
         const int64_t highest = largest * (std::max<int64_t>(w1, 0) + std::max<int64_t>(w2, 0)) + rounding();
         const auto hasRoom = [](int64_t v) {
-            return v >= std::numeric_limits<T>::min() && v <= std::numeric_limits<T>::max();
+            using Limits = std::numeric_limits<typename S::Lane>;
+            return v >= Limits::min() && v <= Limits::max();
         };
         return hasRoom(lowest) && hasRoom(highest) && hasRoom(offset) &&
                hasRoom((lowest >> shift) + offset) && hasRoom((highest >> shift) + offset);
@@ -129,10 +130,9 @@ struct Weighting {
 template <class S>
 void weightPredictions(const Combination<S>& block, const Weighting& weighting, Clip<S> clip)
 {
-    using Lane = std::conditional_t<S::lanes == 8, int16_t, int32_t>;
     const bool fitsGroups =
         block.height % 2 == 0 && (block.width % S::lanes == 0 || isAnyOf(block.width, 2, 4));
-    if (!fitsGroups || !weighting.fits<Lane, typename S::Sample>())
+    if (!fitsGroups || !weighting.fits<S>())
         return combineSamples(block, [&](int64_t a, int64_t b) {
             return std::clamp<int64_t>(weighting(a, b), 0, clip.largest());
         });

@@ -252,7 +252,7 @@ protected:
     void expectStandard(int32_t bitDepth, int32_t sampleDepth)
     {
         const Edges& edges = member_.edges;
-        for (int i = 0; i < 2000; i++) {
+        for (int i = 0; i < 500; i++) {
             Plane<T> plane(edges.width(), edges.height());
             plane.randomise(random_);
             drawSamples([&](int x, int y, T v) { plane.at(x, y) = v; }, (int64_t{1} << sampleDepth) - 1);

@@ -173,7 +173,7 @@ protected:
     void expectFormula(int32_t bitDepth)
     {
         for (const RoiSize size : sizes())
-            for (int i = 0; i < 40; i++)
+            for (int i = 0; i < 20; i++)
                 ASSERT_NO_FATAL_FAILURE(expectFormula(size, bitDepth, randomWeights(i % 4 == 0)));
     }
 
