@@ -575,7 +575,7 @@ void StreamWriter::drawMarking(SliceHeader& header, Structure structure, bool ma
     if (header.nalRefIdc == 0)
         return;
     if (header.idr) {
-        header.longTermReference = options_.memoryManagement && random_.oneIn(2);
+        header.longTermReference = options_.longTermReferences && random_.oneIn(2);
         longTermIdxOfCurrent_ = maxLongTermFrameIdx_ = header.longTermReference ? 0 : noLongTermIdx;
         return;
     }
@@ -613,6 +613,8 @@ void StreamWriter::drawFirstMarking(SliceHeader& header, Structure structure, bo
     const auto victim = random_.uniform<std::size_t>(0, std::ssize(frames) - 1);
     const bool removes = full || random_.oneIn(4);
     if (removes && !removeFrame(header, *frames[victim], structure))
+        return;
+    if (!options_.longTermReferences)
         return;
     const Frame& other = *frames[random_.uniform<std::size_t>(0, std::ssize(frames) - 1)];
     if (random_.oneIn(3)) {

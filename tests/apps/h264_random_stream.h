@@ -31,6 +31,7 @@ struct RandomH264Options {
     bool constrainedIntra = false;
     bool modifyLists = false;
     bool memoryManagement = false;
+    bool longTermReferences = false; // by memory management
     bool gapsInFrameNum = false;
 };
 

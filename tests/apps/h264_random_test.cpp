@@ -1,0 +1,138 @@
+// The H.264 decoder against an independent one on random streams with what no encoder writes.
+#include "apps/h264_random_stream.h"
+#include "apps/support/clip.h"
+#include "apps/support/frames.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <ostream>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace kelvcpx::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path store(const std::string& name, std::span<const uint8_t> bytes)
+{
+    const fs::path file = testFile("random/" + name + ".264");
+    std::ofstream(file, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    return file;
+}
+
+} // namespace
+
+struct RandomH264Kind {
+    std::string name;
+    RandomH264Options options;
+    int count = 4;
+};
+
+void PrintTo(const RandomH264Kind& kind, std::ostream* out)
+{
+    *out << kind.name;
+}
+
+class RandomH264Video : public testing::TestWithParam<RandomH264Kind>
+{
+};
+
+TEST_P(RandomH264Video, DecodesToTheSameSamples)
+{
+    RandomH264Options options = GetParam().options;
+    for (int i = 0; i < GetParam().count; i++, options.seed++) {
+        SCOPED_TRACE("seed " + std::to_string(options.seed));
+        const RandomH264Stream stream = makeRandomH264Stream(options);
+        const fs::path file = store(GetParam().name + std::to_string(i), stream.bytes);
+        const DecodedStream ours = decodeInProcess(file);
+        EXPECT_EQ(ours.damage, std::vector<std::string>());
+        std::vector<Frame> theirs = decodeWithFfmpeg(file, "-threads 1 -flags unaligned -f h264");
+        ASSERT_EQ(ours.frames.size(), stream.frameCount);
+        ASSERT_EQ(theirs.size(), stream.frameCount);
+        for (std::size_t k = 0; k < theirs.size(); k++) {
+            if (options.monochrome) { // ffmpeg adds grey chroma
+                theirs[k].format.chroma = app::ChromaFormat::monochrome;
+                theirs[k].planes[1].clear();
+                theirs[k].planes[2].clear();
+            }
+            ASSERT_EQ(differences(ours.frames[k], theirs[k]), "") << "picture " << k;
+        }
+    }
+}
+
+namespace {
+
+constexpr PictureStructures fields = PictureStructures::fields;
+constexpr PictureStructures mixed = PictureStructures::mixed;
+const std::string onlyP = "IPPPPiPPPPPP";
+const std::string withB = "IPBBPBPBBBiBBPPIPBB";
+
+const RandomH264Kind kinds[] = {
+    {"IntraFrames", {.frameMbsOnly = true, .types = "IiI"}},
+    {"Frames", {.frameMbsOnly = true, .types = onlyP}},
+    {"FramesWithB", {.frameMbsOnly = true, .types = withB}},
+    {"FramesThatCouldBeFields", {.types = withB}},
+    {"FramesTemporal", {.frameMbsOnly = true, .types = withB, .temporalDirect = true}},
+    {"FramesExplicitWeights",
+     {.frameMbsOnly = true, .types = withB, .weightedBipredIdc = 1, .weightedPrediction = true}},
+    {"FramesImplicitWeights", {.frameMbsOnly = true, .types = withB, .weightedBipredIdc = 2}},
+    {"FramesTransform8x8", {.frameMbsOnly = true, .types = withB, .transform8x8 = true}},
+    {"FramesConstrainedIntra", {.frameMbsOnly = true, .types = withB, .constrainedIntra = true}},
+    {"FramesModifiedLists", {.frameMbsOnly = true, .types = withB, .modifyLists = true}},
+    {"FramesMemoryManagement",
+     {.frameMbsOnly = true,
+      .types = onlyP + withB,
+      .modifyLists = true,
+      .memoryManagement = true,
+      .longTermReferences = true}},
+    {"FramesOrderType1", {.frameMbsOnly = true, .types = withB, .pocType = 1}},
+    {"FramesOrderType2", {.frameMbsOnly = true, .types = onlyP, .pocType = 2}},
+    {"FramesGaps", {.frameMbsOnly = true, .types = onlyP, .gapsInFrameNum = true}},
+    {"FramesMonochrome", {.frameMbsOnly = true, .monochrome = true, .types = withB, .transform8x8 = true}},
+    {"FramesCropped", {.cropped = true, .types = withB}},
+    {"IntraFields", {.structures = fields, .types = "IiI"}},
+    {"Fields", {.structures = fields, .types = onlyP}},
+    {"FieldsWithB", {.structures = fields, .types = withB}},
+    {"FieldsTemporal", {.structures = fields, .types = withB, .temporalDirect = true}},
+    {"FieldsExplicitWeights",
+     {.structures = fields, .types = withB, .weightedBipredIdc = 1, .weightedPrediction = true}},
+    {"FieldsImplicitWeights", {.structures = fields, .types = withB, .weightedBipredIdc = 2}},
+    {"FieldsTransform8x8", {.structures = fields, .types = withB, .transform8x8 = true}},
+    {"FieldsModifiedLists", {.structures = fields, .types = withB, .modifyLists = true}},
+    {"FieldsMemoryManagement",
+     {.structures = fields, .types = onlyP + withB, .modifyLists = true, .memoryManagement = true}},
+    {"FieldsOrderType1", {.structures = fields, .types = withB, .pocType = 1}},
+    {"FieldsOrderType2", {.structures = fields, .types = onlyP, .pocType = 2}},
+    {"Mixed", {.structures = mixed, .types = onlyP}},
+    {"MixedWithB", {.structures = mixed, .types = withB}},
+    {"MixedTemporal", {.structures = mixed, .types = withB, .temporalDirect = true}},
+    {"MixedTemporalImplicit",
+     {.structures = mixed, .types = withB, .temporalDirect = true, .weightedBipredIdc = 2}},
+    {"MixedExplicitWeights",
+     {.structures = mixed, .types = withB, .weightedBipredIdc = 1, .weightedPrediction = true}},
+    {"MixedTransform8x8", {.structures = mixed, .types = withB, .transform8x8 = true}},
+    {"MixedConstrainedIntra", {.structures = mixed, .types = withB, .constrainedIntra = true}},
+    {"MixedMemoryManagement",
+     {.structures = mixed, .types = onlyP + withB, .modifyLists = true, .memoryManagement = true}},
+    {"MixedOrderType1", {.structures = mixed, .types = withB, .pocType = 1}},
+    {"MixedGaps", {.structures = mixed, .types = onlyP, .gapsInFrameNum = true}},
+    {"MixedMonochromeCropped", {.structures = mixed, .monochrome = true, .cropped = true, .types = withB}},
+};
+
+std::string kindName(const testing::TestParamInfo<RandomH264Kind>& info)
+{
+    return info.param.name;
+}
+
+} // namespace
+
+INSTANTIATE_TEST_SUITE_P(Streams, RandomH264Video, testing::ValuesIn(kinds), kindName);
+
+} // namespace kelvcpx::test
