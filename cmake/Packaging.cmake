@@ -22,8 +22,12 @@ install(EXPORT kelvcpx-targets NAMESPACE kelvcpx:: FILE kelvcpx-config.cmake DES
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/kelvcpx-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/kelvcpx-config-version.cmake DESTINATION ${kelvcpx_cmake_dir})
 
-# pkg-config finds everything from the place of its own file.
+# pkg-config finds everything from the place of its own file, but for folders that are given as absolute paths.
 set(kelvcpx_pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-file(RELATIVE_PATH kelvcpx_pc_to_prefix ${CMAKE_INSTALL_PREFIX}/${kelvcpx_pkgconfig_dir} ${CMAKE_INSTALL_PREFIX})
+file(RELATIVE_PATH kelvcpx_pc_to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+set(kelvcpx_pc_libdir "\${prefix}")
+cmake_path(APPEND kelvcpx_pc_libdir ${CMAKE_INSTALL_LIBDIR})
+set(kelvcpx_pc_includedir "\${prefix}")
+cmake_path(APPEND kelvcpx_pc_includedir ${CMAKE_INSTALL_INCLUDEDIR})
 configure_file(${CMAKE_CURRENT_LIST_DIR}/kelvcpx.pc.in ${PROJECT_BINARY_DIR}/kelvcpx.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kelvcpx.pc DESTINATION ${kelvcpx_pkgconfig_dir})
