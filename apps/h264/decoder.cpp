@@ -194,9 +194,10 @@ void Decoder::startPicture(const SliceHeader& slice, const PictureSink& sink)
         if (current_ != nullptr)
             finishFrame(sink);
         if (!active_ || *active_ != sequence) {
-            if (!slice.idr && !active_)
-                report("the stream does not start with an IDR picture");
+            if (!slice.isIntra())
+                report("the stream does not start with an intra picture");
             activate(sequence, sink);
+            previousRefFrameNum_ = slice.frameNum; // what came before is nobody's loss
         }
         fillGap(slice, sink);
         current_ = buffer_.newFrame(FrameShape(sequence), videoFormat());
@@ -266,7 +267,8 @@ void Decoder::fillGap(const SliceHeader& slice, const PictureSink& sink)
         frame->frameNum = expected;
         frame->nonExisting = true;
         frame->decoded = Structure::frame;
-        if (active_->pocType != 0) {
+        frame->hasPoc = active_->pocType != 0;
+        if (frame->hasPoc) {
             SliceHeader inferred;
             inferred.frameNum = expected;
             inferred.nalRefIdc = 1;

@@ -78,6 +78,7 @@ void Frame::restart(int32_t newNumber, const VideoFormat& newFormat)
     longTermFrameIdx = 0;
     nonExisting = false;
     fieldPoc = {};
+    hasPoc = true;
     isComplete = false;
     awaitsOutput = false;
 }

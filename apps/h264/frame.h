@@ -138,6 +138,7 @@ public:
 
     // Order of output.
     std::array<int, 2> fieldPoc{}; // top, bottom
+    bool hasPoc = true;            // not in a gap in frame_num with picture order count type 0
     int poc(Structure structure) const;
     int poc() const { return poc(decoded); }
     bool isComplete = false; // both fields, or all that there will be of them

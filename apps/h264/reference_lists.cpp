@@ -85,6 +85,8 @@ private:
         Frames before;
         Frames after;
         for (const FramePointer& frame : shortTerm()) {
+            if (!frame->hasPoc)
+                continue;
             const int poc = frame->poc();
             const bool isBefore = codesField() ? poc <= poc_ : poc < poc_;
             (isBefore ? before : after).push_back(frame);
