@@ -124,6 +124,17 @@ inline S16x8 multiplyHigh(S16x8 a, S16x8 b)
 
 #endif
 
+// Lane i becomes lane i + Distance; zero where there is none. Distance is 1 or -1.
+template <int Distance>
+U8x16 shifted(U8x16 v)
+{
+    static_assert(Distance == 1 || Distance == -1);
+    if constexpr (Distance == 1)
+        return __builtin_shufflevector(v, U8x16{}, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16);
+    else
+        return __builtin_shufflevector(v, U8x16{}, 16, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14);
+}
+
 // The lanes of the lower or upper halves of a and b by turns.
 inline U8x16 interleaveLow(U8x16 a, U8x16 b)
 {

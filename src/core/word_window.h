@@ -7,7 +7,8 @@
 
 namespace kelvcpx {
 
-// Loads no word beyond the one that follows the cursor, and that one only where a read begins.
+// Keep it in registers: functions that take a reference to it must be inlined. Loads no word beyond the one
+// that follows the cursor.
 class WordWindow
 {
 public:
@@ -17,17 +18,16 @@ public:
           next_(word + 2)
     {}
 
-    // Makes at least 32 bits available to peek() and skip(). Only to be called where more bits are to be
-    // read.
-    void fill()
+    // Makes n bits, up to 32, available to peek() and skip(). Asking for few of them spares most loads.
+    void fill(int32_t n)
     {
-        if (count_ < 32) {
+        if (count_ < n) [[unlikely]] {
             bits_ |= static_cast<uint64_t>(*next_++) << (32 - count_);
             count_ += 32;
         }
     }
 
-    // The next n available bits, 1..32, without consuming them.
+    // The next n bits, 1..32, without consuming them; zeros where they are not available.
     uint32_t peek(int32_t n) const { return static_cast<uint32_t>(bits_ >> (64 - n)); }
 
     // Consumes n available bits.
@@ -39,7 +39,7 @@ public:
 
     uint32_t read(int32_t n)
     {
-        fill();
+        fill(n);
         const uint32_t value = peek(n);
         skip(n);
         return value;
@@ -63,18 +63,16 @@ namespace huffman {
 // an invalid code stay consumed but for those that the entry gives back.
 inline int32_t decode(WordWindow& stream, const int32_t* table)
 {
-    stream.fill();
     int32_t width = table[0];
+    stream.fill(width);
     int32_t entry = table[1 + static_cast<int32_t>(stream.peek(width))];
-    while (isLink(entry))
-        [[unlikely]]
-        {
-            stream.skip(width);
-            stream.fill();
-            const int32_t* const sub = table + subTable(entry);
-            width = sub[0];
-            entry = sub[1 + static_cast<int32_t>(stream.peek(width))];
-        }
+    while (isLink(entry)) {
+        stream.skip(width);
+        const int32_t* const sub = table + subTable(entry);
+        width = sub[0];
+        stream.fill(width);
+        entry = sub[1 + static_cast<int32_t>(stream.peek(width))];
+    }
     stream.skip(width - giveBack(entry));
     return entry;
 }

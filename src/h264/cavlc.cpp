@@ -64,9 +64,9 @@ constexpr auto shortLevels = [] {
 }();
 
 // Any level, with the bonus of a first one. A prefix of more than 31 zeros gives 0, which is no level.
-int32_t readLongLevel(WordWindow& stream, int32_t suffixLength, int32_t bonus)
+[[gnu::noinline]] int32_t readLongLevel(WordWindow& stream, int32_t suffixLength, int32_t bonus)
 {
-    stream.fill();
+    stream.fill(32);
     const uint32_t bits = stream.peek(32);
     if (bits == 0) {
         stream.skip(32);
@@ -87,33 +87,44 @@ int32_t readLongLevel(WordWindow& stream, int32_t suffixLength, int32_t bonus)
     return (levelCode & 1) == 0 ? (levelCode + 2) >> 1 : (-levelCode - 1) >> 1;
 }
 
+// The same with a copy of the window, so that the original stays in registers.
+[[gnu::always_inline]] inline int32_t readLongLevelApart(WordWindow& stream, int32_t suffixLength,
+                                                         int32_t bonus)
+{
+    WordWindow copy = stream;
+    const int32_t level = readLongLevel(copy, suffixLength, bonus);
+    stream = copy;
+    return level;
+}
+
 // Reads the levels after the trailing ones, highest frequency first. False if one is invalid.
-bool GetBlockCoeffs_CAVLC(WordWindow& stream, int32_t totalCoeff, int32_t trailingOnes, int32_t* levels)
+[[gnu::always_inline]] inline bool GetBlockCoeffs_CAVLC(WordWindow& stream, int32_t totalCoeff,
+                                                        int32_t trailingOnes, int32_t* levels)
 {
     int32_t suffixLength = totalCoeff > 10 && trailingOnes < 3 ? 1 : 0;
     const int32_t bonus = trailingOnes < 3 ? 1 : 0;
 
-    stream.fill();
+    stream.fill(shortBits);
     const ShortLevel first = shortLevels[static_cast<std::size_t>(suffixLength)][stream.peek(shortBits)];
     if (first.length != 0) [[likely]] {
         stream.skip(first.length);
         levels[0] = first.level + (first.level < 0 ? -bonus : bonus);
     } else {
-        levels[0] = readLongLevel(stream, suffixLength, bonus);
+        levels[0] = readLongLevelApart(stream, suffixLength, bonus);
         if (levels[0] == 0)
             return false;
     }
     suffixLength = std::abs(levels[0]) > 3 ? 2 : 1;
 
     for (int32_t i = 1; i < totalCoeff - trailingOnes; i++) {
-        stream.fill();
+        stream.fill(shortBits);
         const ShortLevel next = shortLevels[static_cast<std::size_t>(suffixLength)][stream.peek(shortBits)];
         if (next.length != 0) [[likely]] {
             stream.skip(next.length);
             levels[i] = next.level;
             suffixLength = next.nextSuffixLength;
         } else {
-            levels[i] = readLongLevel(stream, suffixLength, 0);
+            levels[i] = readLongLevelApart(stream, suffixLength, 0);
             if (levels[i] == 0)
                 return false;
             suffixLength = nextSuffixLength(suffixLength, std::abs(levels[i]));
@@ -125,7 +136,7 @@ bool GetBlockCoeffs_CAVLC(WordWindow& stream, int32_t totalCoeff, int32_t traili
 // Number and signs of the trailing ones. Room for three levels is written whatever their number.
 void readTrailingOnes(WordWindow& stream, int32_t trailingOnes, int32_t* levels)
 {
-    stream.fill();
+    stream.fill(3);
     const auto signs = static_cast<int32_t>(stream.peek(3));
     levels[0] = 1 - (signs >> 1 & 2);
     levels[1] = 1 - (signs & 2);
@@ -169,8 +180,9 @@ struct Block {
 
 // Stores the levels, highest frequency first, with the zeros that run_before puts between them.
 template <class Coefficient>
-Status placeLevels(WordWindow& stream, const Block<Coefficient>& block, const int32_t* const* runBeforeTables,
-                   const int32_t* levels, int32_t totalCoeff, int32_t zerosLeft)
+[[gnu::always_inline]] inline Status placeLevels(WordWindow& stream, const Block<Coefficient>& block,
+                                                 const int32_t* const* runBeforeTables, const int32_t* levels,
+                                                 int32_t totalCoeff, int32_t zerosLeft)
 {
     const auto place = [&](int32_t position, int32_t level) {
         block.coefficients[block.positions[position]] = static_cast<Coefficient>(level);
@@ -193,8 +205,9 @@ Status placeLevels(WordWindow& stream, const Block<Coefficient>& block, const in
 
 // What follows the signs of the trailing ones in a block that has coefficients.
 template <class Coefficient>
-Status decodeCoefficients(WordWindow& stream, const Block<Coefficient>& block, CoeffToken token,
-                          const Tables& tables, int32_t* levels)
+[[gnu::always_inline]] inline Status decodeCoefficients(WordWindow& stream, const Block<Coefficient>& block,
+                                                        CoeffToken token, const Tables& tables,
+                                                        int32_t* levels)
 {
     if (token.totalCoeff > token.trailingOnes &&
         !GetBlockCoeffs_CAVLC(stream, token.totalCoeff, token.trailingOnes, levels + token.trailingOnes))

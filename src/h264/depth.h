@@ -2,7 +2,8 @@
 // be known only at run time.
 #pragma once
 
-#include <algorithm>
+#include "core/vec.h"
+
 #include <array>
 #include <cstdint>
 
@@ -13,8 +14,9 @@ struct Depth8 {
     using Sample = uint8_t;
     using Coefficient = int16_t;
 
-    static constexpr int32_t largest() { return 255; }
-    static constexpr Sample clip(int32_t v) { return static_cast<Sample>(std::clamp(v, 0, largest())); }
+    // Sums of plane prediction are within -11472..19648.
+    using PlaneLane = int16_t;
+    using PlaneLanes = S16x8;
 
     // Sixteen samples of the middle of the range, in place of neighbours that are not available.
     static constexpr std::array<Sample, 16> middle = {128, 128, 128, 128, 128, 128, 128, 128,

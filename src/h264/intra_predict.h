@@ -1,10 +1,12 @@
 // Intra prediction (ITU-T H.264 8.3): kernels for every block size and bit depth. Strides are in samples.
 #pragma once
 
+#include "block/strip.h"
 #include "core/vec.h"
 #include "h264/depth.h"
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -104,20 +106,29 @@ template <int n, class F>
     (std::make_integer_sequence<int, n>{});
 }
 
+// Samples side by side as they are in memory.
+template <class Word, class Sample, class Value>
+[[gnu::always_inline]] inline Word wordOf(Value valueAt)
+{
+    constexpr int count = sizeof(Word) / sizeof(Sample);
+    Word word = 0;
+    forConstants<count>([&](auto x) {
+        constexpr int place = littleEndian ? x : count - 1 - x;
+        word |= static_cast<Word>(valueAt(x)) << (8 * static_cast<int>(sizeof(Sample)) * place);
+    });
+    return word;
+}
+
 // Writes n samples at once.
 template <int n, class Sample, class Value>
 [[gnu::always_inline]] inline void storeRow(Sample* dst, Value valueAt)
 {
     using Word = std::conditional_t<n * sizeof(Sample) == 4, uint32_t, uint64_t>;
-    constexpr int perWord = sizeof(Word) / sizeof(Sample);
-    forConstants<n / perWord>([&](auto i) {
-        Word word = 0;
-        forConstants<perWord>([&](auto x) {
-            constexpr int place = littleEndian ? x : perWord - 1 - x;
-            word |= static_cast<Word>(valueAt(std::integral_constant<int, i * perWord + x>{}))
-                    << (8 * static_cast<int>(sizeof(Sample)) * place);
-        });
-        storeUnaligned(dst + i * perWord, word);
+    constexpr int count = sizeof(Word) / sizeof(Sample);
+    forConstants<n / count>([&](auto i) {
+        storeUnaligned(dst + i * count, wordOf<Word, Sample>([&](auto x) {
+                           return valueAt(std::integral_constant<int, i * count + x>{});
+                       }));
     });
 }
 
@@ -268,11 +279,52 @@ void predict4x4(typename Depth::Sample* dst, std::ptrdiff_t stride, int32_t avai
                      availability, depth);
 }
 
+// Sixteen samples in a row, and what the filtering of reference samples needs of them. There is one for each
+// type of samples.
+template <class Sample>
+class SampleRow;
+
+template <>
+class SampleRow<uint8_t>
+{
+public:
+    SampleRow(uint64_t first, uint64_t second)
+        : samples_(std::bit_cast<U8x16>(Vec16<uint64_t>{first, second}))
+    {}
+
+    // Eight samples of a row or column.
+    static uint64_t eight(const uint8_t* p) { return loadUnaligned<uint64_t>(p); }
+    static uint64_t eight(const uint8_t* p, std::ptrdiff_t stride)
+    {
+        return wordOf<uint64_t, uint8_t>([=](int y) { return p[y * stride]; });
+    }
+    static uint64_t eightTimes(uint8_t sample) { return 0x0101010101010101 * sample; }
+
+    // Each sample with its neighbours, (a + 2 * b + c + 2) >> 2. Before the first one is `before`, behind the
+    // last one there is another of its kind.
+    SampleRow filtered(uint8_t before) const
+    {
+        const U8x16 left = shifted<-1>(samples_) | U8x16{before};
+        const U8x16 right =
+            shifted<1>(samples_) | (samples_ & U8x16{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 255});
+        const U8x16 half = average(left, right) - ((left ^ right) & 1); // rounded down
+        return SampleRow(average(samples_, half));
+    }
+
+    void store(uint8_t* p) const { storeUnaligned(p, samples_); }
+
+private:
+    explicit SampleRow(U8x16 samples) : samples_(samples) {}
+
+    U8x16 samples_;
+};
+
 // The reference samples of an 8x8 block, filtered (8.3.2.2.1).
 template <class Depth>
 class FilteredEdge
 {
     using Sample = typename Depth::Sample;
+    using Row = SampleRow<Sample>;
 
 public:
     FilteredEdge(const Sample* block, std::ptrdiff_t stride, int32_t availability, const Depth& depth)
@@ -280,52 +332,32 @@ public:
         const bool hasTop = (availability & topAvailable) != 0;
         const bool hasLeft = (availability & leftAvailable) != 0;
         const bool hasTopLeft = (availability & topLeftAvailable) != 0;
+        const bool hasTopRight = (availability & topRightAvailable) != 0;
+        const Sample* const above = hasTop ? block - stride : depth.middle.data();
+        const Sample middle = depth.middle[0];
+        const Sample corner = hasTopLeft ? block[-stride - 1] : middle;
+        const Sample firstLeft = hasLeft ? block[-1] : middle;
 
-        topLeft_ = hasTopLeft ? block[-stride - 1] : depth.middle[0];
-        std::memcpy(top_.data() + 1, hasTop ? block - stride : depth.middle.data(), 8 * sizeof(Sample));
-        if ((availability & topRightAvailable) != 0)
-            std::memcpy(top_.data() + 9, block - stride + 8, 8 * sizeof(Sample));
-        else
-            std::fill_n(top_.data() + 9, 8, top_[8]);
-        for (int y = 0; y < 8; y++)
-            left_[static_cast<std::size_t>(y + 1)] = hasLeft ? block[y * stride - 1] : depth.middle[0];
-
-        // Before the first sample of a row or column comes the corner, or else the sample itself once more;
-        // behind the last one the sample itself.
-        const Sample corner = topLeft_;
-        if (hasTopLeft)
-            topLeft_ = three(hasLeft ? left_[1] : corner, corner, hasTop ? top_[1] : corner);
-        if (hasTop) {
-            top_[0] = hasTopLeft ? corner : top_[1];
-            top_[17] = top_[16];
-            filter<16>(top_);
-        }
-        if (hasLeft) {
-            left_[0] = hasTopLeft ? corner : left_[1];
-            left_[9] = left_[8];
-            filter<8>(left_);
-        }
+        // Before the first sample of a row or column comes the corner, or else the sample itself once more.
+        Row top(Row::eight(above), hasTopRight ? Row::eight(block - stride + 8) : Row::eightTimes(above[7]));
+        if (hasTop)
+            top = top.filtered(hasTopLeft ? corner : above[0]);
+        top.store(top_.data());
+        Row left(Row::eightTimes(middle), 0);
+        if (hasLeft)
+            left = Row(Row::eight(block - 1, stride), Row::eightTimes(block[7 * stride - 1]))
+                       .filtered(hasTopLeft ? corner : firstLeft);
+        left.store(left_.data());
+        const int32_t before = hasLeft ? firstLeft : corner;
+        const int32_t after = hasTop ? above[0] : corner;
+        topLeft_ = hasTopLeft ? static_cast<Sample>((before + 2 * corner + after + 2) >> 2) : middle;
     }
 
-    Neighbours<Sample> neighbours() const { return {left_.data() + 1, &topLeft_, top_.data() + 1, 8}; }
+    Neighbours<Sample> neighbours() const { return {left_.data(), &topLeft_, top_.data(), 8}; }
 
 private:
-    static Sample three(int32_t a, int32_t b, int32_t c)
-    {
-        return static_cast<Sample>((a + 2 * b + c + 2) >> 2);
-    }
-
-    template <std::size_t n>
-    static void filter(std::array<Sample, n + 2>& samples)
-    {
-        std::array<Sample, n> filtered;
-        for (std::size_t i = 0; i < n; i++)
-            filtered[i] = three(samples[i], samples[i + 1], samples[i + 2]);
-        std::memcpy(samples.data() + 1, filtered.data(), sizeof filtered);
-    }
-
-    std::array<Sample, 18> top_;
-    std::array<Sample, 10> left_;
+    std::array<Sample, 16> top_;
+    std::array<Sample, 16> left_; // eight count
     Sample topLeft_;
 };
 
@@ -361,6 +393,14 @@ int32_t slope(SampleAt sampleAt)
     return ((n == 16 ? 5 : 34) * difference + 32) >> 6;
 }
 
+// Stores sixteen clipped sums as one row or two. It is there for each depth.
+template <int width>
+void storeClipped(uint8_t* dst, std::ptrdiff_t stride, const std::array<S16x8, 2>& sums, Depth8)
+{
+    const auto clip = [](S16x8 v) { return minimum(maximum(v, S16x8{}), splat16(255)); };
+    scatterRows<width, 16 / width>(dst, stride, narrow(clip(sums[0]), clip(sums[1])));
+}
+
 template <int width, int height, class Depth>
 void predictPlane(typename Depth::Sample* dst, std::ptrdiff_t stride, const Depth& depth)
 {
@@ -369,11 +409,22 @@ void predictPlane(typename Depth::Sample* dst, std::ptrdiff_t stride, const Dept
     const int32_t b = slope<width>([=](int x) -> int32_t { return top[x]; });
     const int32_t c = slope<height>([=](int y) -> int32_t { return left[y * stride]; });
     const int32_t a = 16 * (left[(height - 1) * stride] + top[width - 1]);
-    int32_t first = a - b * (width / 2 - 1) - c * (height / 2 - 1) + 16;
-    for (int y = 0; y < height; y++) {
-        for (int x = 0; x < width; x++)
-            dst[y * stride + x] = depth.clip((first + b * x) >> 5);
-        first += c;
+
+    // Sixteen samples at a time, one row or two.
+    using Lane = typename Depth::PlaneLane;
+    using Lanes = typename Depth::PlaneLanes;
+    constexpr int rows = 16 / width;
+    std::array<Lane, 16> ramp;
+    for (int i = 0; i < 16; i++)
+        ramp[static_cast<std::size_t>(i)] =
+            static_cast<Lane>(b * (i % width - (width / 2 - 1)) + c * (i / width) + 16);
+    const auto ramps = std::bit_cast<std::array<Lanes, sizeof ramp / sizeof(Lanes)>>(ramp);
+    for (int y = 0; y < height; y += rows) {
+        const auto start = static_cast<Lane>(a + c * (y - (height / 2 - 1)));
+        auto sums = ramps;
+        for (Lanes& lanes : sums)
+            lanes = (lanes + start) >> 5;
+        storeClipped<width>(dst + y * stride, stride, sums, depth);
     }
 }
 

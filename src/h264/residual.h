@@ -61,9 +61,9 @@ inline Coefficients<16, int16_t> transformed(const Coefficients<16, int16_t>& co
     return {narrow(r[0] >> 6, r[1] >> 6), narrow(r[2] >> 6, r[3] >> 6)};
 }
 
-// One direction of the 8x8 transform, of eight rows or columns at once.
+// One direction of the 8x8 transform, of eight rows or columns at once, whatever bits the sums need.
 template <int32_t rounding, int32_t shift>
-Coefficients<64, int16_t> pass(const Coefficients<64, int16_t>& x)
+[[gnu::noinline]] Coefficients<64, int16_t> widePass(const Coefficients<64, int16_t>& x)
 {
     std::array<S32x4, 8> low;
     std::array<S32x4, 8> high;
@@ -81,9 +81,44 @@ Coefficients<64, int16_t> pass(const Coefficients<64, int16_t>& x)
     return y;
 }
 
+// True if no lane has a magnitude above `limit`.
+template <std::size_t n>
+bool areWithin(const std::array<S16x8, n>& lanes, int16_t limit)
+{
+    S16x8 least = lanes[0];
+    S16x8 most = lanes[0];
+    for (std::size_t i = 1; i < n; i++) {
+        least = minimum(least, lanes[i]);
+        most = maximum(most, lanes[i]);
+    }
+    const auto beyond = std::bit_cast<Vec16<uint64_t>>(maximum(most, ~least) > splat16(limit));
+    return (beyond[0] | beyond[1]) == 0;
+}
+
+// Of the results of rows 16 bits count. Those of any sum do, unless it is shifted: sums of odd inputs with
+// weights that add up to 3.5 are.
+inline Coefficients<64, int16_t> passOverRows(const Coefficients<64, int16_t>& x)
+{
+    if (areWithin<4>({x[1], x[3], x[5], x[7]}, 32767 * 2 / 7)) [[likely]]
+        return inverse8(x);
+    return widePass<0, 0>(x);
+}
+
+// The results of columns count whole. The weights of no sum add up to more than 7.4.
+inline Coefficients<64, int16_t> passOverColumns(Coefficients<64, int16_t> x)
+{
+    if (!areWithin(x, 32700 * 10 / 74)) [[unlikely]]
+        return widePass<32, 6>(x);
+    x[0] += 32;
+    x = inverse8(x);
+    for (S16x8& row : x)
+        row >>= 6;
+    return x;
+}
+
 inline Coefficients<64, int16_t> transformed(const Coefficients<64, int16_t>& coefficients)
 {
-    return pass<32, 6>(transpose(pass<0, 0>(transpose(coefficients))));
+    return passOverColumns(transpose(passOverRows(transpose(coefficients))));
 }
 
 // Adds a residual to the prediction and clips. These three are there for each depth.
@@ -127,9 +162,7 @@ inline void addSample(uint8_t* dst, int32_t residual, Depth8)
 template <class Lanes, std::size_t vectors>
 bool hasAc(const std::array<Lanes, vectors>& coefficients)
 {
-    Lanes first = coefficients[0];
-    first[0] = 0;
-    auto all = std::bit_cast<Vec16<uint64_t>>(first);
+    auto all = std::bit_cast<Vec16<uint64_t>>(withFirst(coefficients[0], 0));
     for (std::size_t i = 1; i < vectors; i++)
         all |= std::bit_cast<Vec16<uint64_t>>(coefficients[i]);
     return (all[0] | all[1]) != 0;
@@ -137,7 +170,7 @@ bool hasAc(const std::array<Lanes, vectors>& coefficients)
 
 // A block of n x n scaled coefficients. If there is only the DC, all results of the transform are the same.
 template <int n, class Lanes, std::size_t vectors, class Depth>
-void addTransformed(typename Depth::Sample* dst, std::ptrdiff_t stride,
+[[gnu::always_inline]] inline void addTransformed(typename Depth::Sample* dst, std::ptrdiff_t stride,
                     const std::array<Lanes, vectors>& scaled, const Depth& depth)
 {
     if (hasAc(scaled))
@@ -168,7 +201,7 @@ void addBlock(typename Depth::Sample* dst, std::ptrdiff_t stride,
     auto c = loadCoefficients<16>(coefficients);
     if (!dequantiser.lossless)
         c = dequantiser.scaling(c);
-    c[0][0] = dc;
+    c[0] = withFirst(c[0], dc);
     if (dequantiser.lossless)
         addResidual(dst, stride, c, depth);
     else

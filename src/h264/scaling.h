@@ -33,6 +33,13 @@ Coefficients<size, Coefficient> loadCoefficients(const Coefficient* p)
     return loadUnaligned<Coefficients<size, Coefficient>>(p);
 }
 
+// The lanes with another value in the first one.
+inline S16x8 withFirst(S16x8 lanes, int16_t value)
+{
+    lanes[0] = value;
+    return lanes;
+}
+
 // (c * factor + half) >> shift in lanes of 16 bits, for shifts 1..15; the products have 32 bits.
 inline S16x8 multiplyAndRound(S16x8 c, S16x8 factor, int32_t shift)
 {
@@ -56,7 +63,7 @@ public:
             factors_[i] = std::bit_cast<Lanes>(loadUnaligned<U16x8>(factors + 8 * i) << left);
     }
 
-    void setDcFactor(Coefficient factor) { factors_[0][0] = factor; }
+    void setDcFactor(Coefficient factor) { factors_[0] = withFirst(factors_[0], factor); }
 
     Coefficients<size, Coefficient> operator()(const Coefficients<size, Coefficient>& c) const
     {

@@ -22,21 +22,24 @@ constexpr uint8_t noTop = 0x04;
 constexpr uint8_t noTopLeft = 0x10;
 constexpr uint8_t noTopRight = 0x20;
 
-// Coefficients for one block, from none at all to values that no encoder would send.
+// Coefficients for one block, of any magnitude from none at all to more than an encoder would send.
 std::vector<int16_t> randomBlock(Random& random, std::size_t size)
 {
     std::vector<int16_t> block(size, 0);
-    const int kind = random.uniform<int>(0, 6);
-    const int64_t range = kind % 2 == 0 ? 32767 : random.uniform<int>(1, 100);
-    if (kind == 1 || kind == 2) { // the DC alone
-        block[0] = random.extreme<int16_t>(-range - 1, range);
-    } else if (kind == 3 || kind == 4) { // a few
+    const int64_t most = (1 << random.uniform<int>(1, 15)) - 1;
+    const auto coefficient = [&] { return random.extreme<int16_t>(-most - 1, most); };
+    switch (random.uniform<int>(0, 3)) {
+    case 0:
+        break;
+    case 1:
+        block[0] = coefficient();
+        break;
+    case 2:
         for (int i = random.uniform<int>(1, 5); i > 0; i--)
-            block[random.uniform<std::size_t>(0, static_cast<int64_t>(size) - 1)] =
-                random.extreme<int16_t>(-range - 1, range);
-    } else if (kind > 4) { // all
-        for (int16_t& c : block)
-            c = random.extreme<int16_t>(-range - 1, range);
+            block[random.uniform<std::size_t>(0, static_cast<int64_t>(size) - 1)] = coefficient();
+        break;
+    default:
+        std::generate(block.begin(), block.end(), coefficient);
     }
     return block;
 }
@@ -483,6 +486,31 @@ TEST(InterLuma, IsAdded)
     expectInter(4, false);
     expectInter(4, true);
     expectInter(8, true);
+}
+
+// Rows and columns of coefficients of one magnitude whose signs add them up, where sums begin to need more
+// than 16 bits.
+TEST(InterLuma, IsExactForLargeSums)
+{
+    const Rule asTheyAre{36, std::vector<int16_t>(64, 1), false};
+    const auto expectExact = [&](std::size_t stride, int m, int signs) {
+        std::vector<int16_t> c(64, 0);
+        for (std::size_t i = 0; i < 8; i++)
+            c[i * stride] = static_cast<int16_t>((signs >> i & 1) != 0 ? -m : m);
+        Plane<uint8_t> plane(16, 16);
+        plane.fill(100);
+        Plane<uint8_t> expected = plane;
+        addBlock(expected, 0, 0, c, asTheyAre);
+        int16_t* next = c.data();
+        callInter(8, true, &next, plane.data(), plane.step(), 1, asTheyAre, false);
+        EXPECT_EQ(plane, expected) << m << ' ' << signs;
+    };
+    for (int signs = 0; signs < 256; signs++) {
+        for (int m = 8100; m < 12000; m += 13)
+            expectExact(1, m, signs);
+        for (int m = 4000; m < 5500; m += 7)
+            expectExact(8, m, signs);
+    }
 }
 
 TEST(InterLuma, WorksUpwards)
