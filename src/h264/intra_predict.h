@@ -298,7 +298,7 @@ public:
     {
         return wordOf<uint64_t, uint8_t>([=](int y) { return p[y * stride]; });
     }
-    static uint64_t eightTimes(uint8_t sample) { return 0x0101010101010101 * sample; }
+    static uint64_t eightTimes(uint8_t sample) { return uint64_t{0x0101010101010101} * sample; }
 
     // Each sample with its neighbours, (a + 2 * b + c + 2) >> 2. Before the first one is `before`, behind the
     // last one there is another of its kind.
