@@ -171,7 +171,8 @@ bool hasAc(const std::array<Lanes, vectors>& coefficients)
 // A block of n x n scaled coefficients. If there is only the DC, all results of the transform are the same.
 template <int n, class Lanes, std::size_t vectors, class Depth>
 [[gnu::always_inline]] inline void addTransformed(typename Depth::Sample* dst, std::ptrdiff_t stride,
-                    const std::array<Lanes, vectors>& scaled, const Depth& depth)
+                                                  const std::array<Lanes, vectors>& scaled,
+                                                  const Depth& depth)
 {
     if (hasAc(scaled))
         addResidual(dst, stride, transformed(scaled), depth);

@@ -90,7 +90,7 @@ void putSliceGroups(BitWriter& bits, const PictureParameterSet& set)
     } else if (set.sliceGroupMapType == 6) {
         putUe(bits, static_cast<uint32_t>(set.sliceGroupId.size() - 1));
         for (const uint8_t id : set.sliceGroupId)
-            bits.put(id, std::bit_width(static_cast<unsigned>(set.sliceGroupCount - 1)));
+            bits.put(id, static_cast<int>(std::bit_width(static_cast<unsigned>(set.sliceGroupCount - 1))));
     }
 }
 
@@ -291,7 +291,8 @@ void putSliceHeader(BitWriter& bits, const SliceHeader& header, const SequencePa
     if (set.sliceGroupCount > 1 && set.sliceGroupMapType >= 3 && set.sliceGroupMapType <= 5) {
         const int units = sequence.widthInMbs * sequence.heightInMapUnits;
         const int changes = (units + set.sliceGroupChangeRate - 1) / set.sliceGroupChangeRate;
-        bits.put(header.sliceGroupChangeCycle, std::bit_width(static_cast<unsigned>(changes)));
+        bits.put(header.sliceGroupChangeCycle,
+                 static_cast<int>(std::bit_width(static_cast<unsigned>(changes))));
     }
 }
 

@@ -94,7 +94,7 @@ void putLevels(BitWriter& bits, std::span<const int> levels, int trailingOnes)
 
 void putUe(BitWriter& bits, uint32_t value)
 {
-    const int length = std::bit_width(value + 1);
+    const auto length = static_cast<int>(std::bit_width(value + 1));
     bits.put(0, length - 1);
     bits.put(value + 1, length);
 }
