@@ -27,7 +27,7 @@
  *
  * An operation that succeeds moves `*ppSrcCoeff` behind the last coefficient that it consumed. Consumed
  * coefficients may have been overwritten. An 8x8 block that is coded with CAVLC comes as four blocks of 16
- * coefficients, which the caller interleaves (7.3.5.3.2) in a place of its own before it passes them on.
+ * coefficients, which the caller interleaves (7.3.5.3.1) in a place of its own before it passes them on.
  *
  * @par Coded blocks
  * `cbp` has a bit for each block that is present (this is not the syntax element coded_block_pattern):

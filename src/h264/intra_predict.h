@@ -343,7 +343,7 @@ public:
         if (hasTop)
             top = top.filtered(hasTopLeft ? corner : above[0]);
         top.store(top_.data());
-        Row left(Row::eightTimes(middle), 0);
+        Row left(Row::eightTimes(middle), Row::eightTimes(middle));
         if (hasLeft)
             left = Row(Row::eight(block - 1, stride), Row::eightTimes(block[7 * stride - 1]))
                        .filtered(hasTopLeft ? corner : firstLeft);

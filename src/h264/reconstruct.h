@@ -10,6 +10,7 @@
 
 #include <kelvcpx/types.h>
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -187,24 +188,56 @@ struct Chroma420 {
 };
 
 // One of the two chroma components of a macroblock.
-template <class Depth>
-struct ChromaComponent {
-    Samples<Depth> samples;
-    Dequantiser4x4<typename Depth::Coefficient> dequantiser;
-    DcScaling dcScaling;
+template <class Format, class Depth>
+class ChromaComponent
+{
+public:
+    using Coefficient = typename Depth::Coefficient;
+    using Dcs = std::array<Coefficient, Format::blocks>; // of the blocks, in raster order
 
     template <class Rule>
     ChromaComponent(typename Depth::Sample* data, std::ptrdiff_t stride, const Rule& rule)
-        : samples{data, stride}, dequantiser(rule.template blocks4x4<typename Depth::Coefficient>()),
-          dcScaling(rule.chromaDc())
+        : samples_{data, stride}, dequantiser_(rule.template blocks4x4<Coefficient>()),
+          dcScaling_(rule.chromaDc())
     {}
+
+    // The DC coefficients of the stream, transformed and scaled.
+    Dcs takeDcs(CoefficientStream<Coefficient>& coefficients) const
+    {
+        const Coefficient* const c = coefficients.take(Format::blocks);
+        Dcs dcs;
+        if (dequantiser_.lossless) {
+            std::copy_n(c, Format::blocks, dcs.begin());
+        } else {
+            dcs = Format::transformDc(c);
+            for (Coefficient& dc : dcs)
+                dc = static_cast<Coefficient>(dcScaling_(dc));
+        }
+        return dcs;
+    }
+
+    // The blocks; bit i of `coded` belongs to block i.
+    void addBlocks(CoefficientStream<Coefficient>& coefficients, const Dcs& dcs, uint32_t coded,
+                   const Depth& depth) const
+    {
+        for (std::size_t i = 0; i < Format::blocks; i++) {
+            auto* const dst = samples_.at(4 * static_cast<int>(i % 2), 4 * static_cast<int>(i / 2));
+            if ((coded >> i & 1) != 0)
+                addBlock(dst, samples_.stride, coefficients.take(16), dcs[i], dequantiser_, depth);
+            else if (dcs[i] != 0)
+                addDc(dst, samples_.stride, dcs[i], dequantiser_, depth);
+        }
+    }
+
+private:
+    Samples<Depth> samples_;
+    Dequantiser4x4<Coefficient> dequantiser_;
+    DcScaling dcScaling_;
 };
 
-// Cb and Cr.
-template <class Depth>
-using ChromaComponents = std::array<ChromaComponent<Depth>, 2>;
-
-constexpr int chromaDcBit = 17; // of Cb; that of Cr and those of the blocks of both follow
+// Bits of coded blocks: the DC of Cb and Cr, the blocks of Cb, the blocks of Cr.
+constexpr int chromaDcBit = 17;
+constexpr int chromaBlocksBit = 19;
 
 template <class Format>
 constexpr bool hasChroma(uint64_t coded)
@@ -214,42 +247,20 @@ constexpr bool hasChroma(uint64_t coded)
 }
 
 // The residual of both components on top of a prediction (8.5.4).
-template <class Format, class Depth, class Coefficient = typename Depth::Coefficient>
-void reconstructChroma(Coefficient** ppSrcCoeff, const ChromaComponents<Depth>& components, uint64_t coded,
-                       const Depth& depth)
+template <class Format, class Depth>
+void reconstructChroma(typename Depth::Coefficient** ppSrcCoeff, const ChromaComponent<Format, Depth>& cb,
+                       const ChromaComponent<Format, Depth>& cr, uint64_t coded, const Depth& depth)
 {
-    CoefficientStream<Coefficient> coefficients(ppSrcCoeff);
-    uint64_t left = coded >> chromaDcBit;
-    const auto takeBit = [&] {
-        const bool bit = (left & 1) != 0;
-        left >>= 1;
-        return bit;
-    };
-
-    std::array<std::array<Coefficient, Format::blocks>, 2> dcs{};
-    for (std::size_t i = 0; i < 2; i++) {
-        if (!takeBit())
-            continue;
-        const Coefficient* const c = coefficients.take(Format::blocks);
-        if (components[i].dequantiser.lossless) {
-            std::copy_n(c, Format::blocks, dcs[i].begin());
-        } else {
-            dcs[i] = Format::transformDc(c);
-            for (Coefficient& dc : dcs[i])
-                dc = static_cast<Coefficient>(components[i].dcScaling(dc));
-        }
-    }
-    for (std::size_t i = 0; i < 2; i++) {
-        const auto& [samples, dequantiser, dcScaling] = components[i];
-        for (std::size_t block = 0; block < Format::blocks; block++) {
-            const Coefficient dc = dcs[i][block];
-            auto* const dst = samples.at(4 * static_cast<int>(block % 2), 4 * static_cast<int>(block / 2));
-            if (takeBit())
-                addBlock(dst, samples.stride, coefficients.take(16), dc, dequantiser, depth);
-            else if (dc != 0)
-                addDc(dst, samples.stride, dc, dequantiser, depth);
-        }
-    }
+    CoefficientStream<typename Depth::Coefficient> coefficients(ppSrcCoeff);
+    typename ChromaComponent<Format, Depth>::Dcs dcsCb{};
+    typename ChromaComponent<Format, Depth>::Dcs dcsCr{};
+    if ((coded >> chromaDcBit & 1) != 0)
+        dcsCb = cb.takeDcs(coefficients);
+    if ((coded >> (chromaDcBit + 1) & 1) != 0)
+        dcsCr = cr.takeDcs(coefficients);
+    cb.addBlocks(coefficients, dcsCb, static_cast<uint32_t>(coded >> chromaBlocksBit), depth);
+    cr.addBlocks(coefficients, dcsCr, static_cast<uint32_t>(coded >> (chromaBlocksBit + Format::blocks)),
+                 depth);
     coefficients.store();
 }
 

@@ -69,10 +69,8 @@ Status keliReconstructChromaInterMB_H264_16s8u_P2R(int16_t** ppSrcCoeff, uint8_t
     if (QPc < 0 || QPc > largestChromaQp)
         return StatusOutOfRange;
     if (hasChroma<Chroma420>(cbp))
-        reconstructChroma<Chroma420, Depth8>(
-            ppSrcCoeff,
-            {{{pSrcDstCb, srcDstStep, DefaultScaling(QPc)}, {pSrcDstCr, srcDstStep, DefaultScaling(QPc)}}},
-            cbp, {});
+        reconstructChroma<Chroma420, Depth8>(ppSrcCoeff, {pSrcDstCb, srcDstStep, DefaultScaling(QPc)},
+                                             {pSrcDstCr, srcDstStep, DefaultScaling(QPc)}, cbp, {});
     return StatusOk;
 }
 
@@ -91,9 +89,7 @@ Status keliReconstructChromaInter4x4MB_H264_16s8u_P2R(int16_t** ppSrcCoeff, uint
         return StatusOutOfRange;
     if (hasChroma<Chroma420>(cbp))
         reconstructChroma<Chroma420, Depth8>(
-            ppSrcCoeff,
-            {{{pSrcDstCb, srcDstStep, LevelScaling(pLevelScaleCb, QPcb, bypass != 0)},
-              {pSrcDstCr, srcDstStep, LevelScaling(pLevelScaleCr, QPcr, bypass != 0)}}},
-            cbp, {});
+            ppSrcCoeff, {pSrcDstCb, srcDstStep, LevelScaling(pLevelScaleCb, QPcb, bypass != 0)},
+            {pSrcDstCr, srcDstStep, LevelScaling(pLevelScaleCr, QPcr, bypass != 0)}, cbp, {});
     return StatusOk;
 }

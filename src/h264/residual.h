@@ -18,7 +18,7 @@
 
 namespace kelvcpx::h264 {
 
-// The four 64-bit halves are two rows each.
+// The upper four lanes in place of the lower ones.
 inline S16x8 upperHalf(S16x8 v)
 {
     return std::bit_cast<S16x8>(joinHigh(std::bit_cast<U32x4>(v), std::bit_cast<U32x4>(v)));
@@ -81,7 +81,7 @@ template <int32_t rounding, int32_t shift>
     return y;
 }
 
-// True if no lane has a magnitude above `limit`.
+// True if all lanes are within -limit - 1..limit.
 template <std::size_t n>
 bool areWithin(const std::array<S16x8, n>& lanes, int16_t limit)
 {
@@ -99,7 +99,7 @@ bool areWithin(const std::array<S16x8, n>& lanes, int16_t limit)
 // weights that add up to 3.5 are.
 inline Coefficients<64, int16_t> passOverRows(const Coefficients<64, int16_t>& x)
 {
-    if (areWithin<4>({x[1], x[3], x[5], x[7]}, 32767 * 2 / 7)) [[likely]]
+    if (areWithin<4>({x[1], x[3], x[5], x[7]}, 32760 * 2 / 7)) [[likely]]
         return inverse8(x);
     return widePass<0, 0>(x);
 }
@@ -121,7 +121,8 @@ inline Coefficients<64, int16_t> transformed(const Coefficients<64, int16_t>& co
     return passOverColumns(transpose(passOverRows(transpose(coefficients))));
 }
 
-// Adds a residual to the prediction and clips. These three are there for each depth.
+// Adds a residual to the prediction and clips. This and what follows down to addSample() exists for each
+// depth.
 inline void addResidual(uint8_t* dst, std::ptrdiff_t stride, const Coefficients<16, int16_t>& residual,
                         Depth8)
 {

@@ -8,18 +8,25 @@
 #include "tables/h264_tables.h"
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
 namespace kelvcpx::h264 {
 
-// The vector of a type of coefficients.
+// The vectors of a type of coefficients.
 template <class Coefficient>
 struct LanesOf;
 
 template <>
 struct LanesOf<int16_t> {
     using Type = S16x8;
+
+    // Factors times 2^left.
+    static S16x8 factors(const int16_t* p, int32_t left)
+    {
+        return std::bit_cast<S16x8>(loadUnaligned<U16x8>(p) << left);
+    }
 };
 
 // The coefficients of a block in raster order, side by side.
@@ -53,14 +60,12 @@ template <std::size_t size, class Coefficient>
 class Scaling
 {
 public:
-    using Lanes = typename LanesOf<Coefficient>::Type;
-
     // Multiplies by factor * 2^exponent, rounding where that is a division.
     Scaling(const int16_t* factors, int32_t exponent) : shift_(exponent < 0 ? -exponent : 0)
     {
         const int32_t left = exponent > 0 ? exponent : 0;
         for (std::size_t i = 0; i < factors_.size(); i++)
-            factors_[i] = std::bit_cast<Lanes>(loadUnaligned<U16x8>(factors + 8 * i) << left);
+            factors_[i] = LanesOf<Coefficient>::factors(factors + i * (size / factors_.size()), left);
     }
 
     void setDcFactor(Coefficient factor) { factors_[0] = withFirst(factors_[0], factor); }
@@ -131,7 +136,7 @@ private:
     std::size_t qp_;
 };
 
-// Factors of the caller: LevelScale4x4 (8-313) or LevelScale8x8 (8-314) for the QP % 6 of the macroblock.
+// Factors of the caller: LevelScale4x4 or LevelScale8x8 (8.5.9) for the QP % 6 of the macroblock.
 class LevelScaling
 {
 public:

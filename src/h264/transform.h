@@ -6,6 +6,7 @@
 #include "core/vec.h"
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -40,7 +41,7 @@ inline S32x4 wrapSub(S32x4 a, S32x4 b)
     return std::bit_cast<S32x4>(std::bit_cast<U32x4>(a) - std::bit_cast<U32x4>(b));
 }
 
-// One row or column of the 4x4 transform (8-338 to 8-345).
+// One row or column of the 4x4 transform (8.5.12.2).
 template <class T>
 [[gnu::always_inline]] inline std::array<T, 4> inverse4(const std::array<T, 4>& x)
 {
@@ -51,7 +52,7 @@ template <class T>
     return {wrapAdd(e, h), wrapAdd(f, g), wrapSub(f, g), wrapSub(e, h)};
 }
 
-// One row or column of the 8x8 transform (8.5.13).
+// One row or column of the 8x8 transform (8.5.13.2).
 template <class T>
 [[gnu::always_inline]] inline std::array<T, 8> inverse8(const std::array<T, 8>& d)
 {
