@@ -131,7 +131,7 @@ TYPED_TEST_SUITE(Cavlc, Widths);
 TYPED_TEST(Cavlc, ReadsWhatTheStandardWrites)
 {
     Random random(1);
-    for (int round = 0; round < 300; round++) {
+    for (int round = 0; round < 3000; round++) {
         BitText text;
         text.put(0, random.uniform<int>(0, 31));
         const std::size_t start = text.size();
@@ -144,7 +144,10 @@ TYPED_TEST(Cavlc, ReadsWhatTheStandardWrites)
             putBlock(text, shapes.back().kind, shapes.back().nC, blocks.back());
             ends.push_back(text.size());
         }
-        const auto words = text.words();
+        // One word more than the bits fill: no other may be read.
+        const auto padded = text.words();
+        const std::vector<uint32_t> words(
+            padded.begin(), padded.begin() + static_cast<std::ptrdiff_t>((text.size() + 31) / 32) + 1);
         Position position{words.data(), 31 - static_cast<int32_t>(start)};
         for (std::size_t i = 0; i < blocks.size(); i++) {
             const auto total =
@@ -161,42 +164,6 @@ TYPED_TEST(Cavlc, ReadsWhatTheStandardWrites)
                 ASSERT_EQ(buffer, std::vector<TypeParam>(buffer.size(), untouched));
             ASSERT_EQ(position.bitsFrom(words), ends[i]);
         }
-    }
-}
-
-// Every code of the three tables, with levels of one, at every position in a word.
-TYPED_TEST(Cavlc, ReadsEveryCode)
-{
-    for (const auto kind : {BlockKind::luma, BlockKind::chromaDc, BlockKind::chromaDc422}) {
-        const int most = kind == BlockKind::luma ? 16 : kind == BlockKind::chromaDc ? 4 : 8;
-        for (const int nC : {0, 1, 2, 3, 4, 7, 8, 16})
-            for (int totalCoeff = 1; totalCoeff <= most; totalCoeff++)
-                for (int ones = 0; ones <= std::min(3, totalCoeff); ones++)
-                    for (int zeros = 0; zeros <= most - totalCoeff; zeros++) {
-                        const auto count = static_cast<std::size_t>(totalCoeff);
-                        std::vector<int32_t> scanned(count, 2);
-                        std::fill_n(scanned.rbegin(), ones, -1);
-                        scanned.insert(scanned.begin() + (totalCoeff - 1) * (zeros % 2),
-                                       static_cast<std::size_t>(zeros), 0);
-                        scanned.resize(static_cast<std::size_t>(most), 0);
-                        BitText text;
-                        text.put(0, (totalCoeff + zeros) % 32);
-                        const auto start = static_cast<int32_t>(text.size());
-                        putBlock(text, kind, nC, scanned);
-                        const auto words = text.words();
-                        const Shape shape{kind, nC, most,
-                                          kind == BlockKind::luma       ? zigzag.data()
-                                          : kind == BlockKind::chromaDc ? rasterScan420.data()
-                                                                        : rasterScan422.data()};
-                        Position position{words.data(), 31 - start};
-                        auto expected = stored<TypeParam>(shape, scanned);
-                        std::vector<TypeParam> buffer(expected.size(), untouched);
-                        TypeParam* next = buffer.data();
-                        uint16_t total = 0;
-                        ASSERT_EQ(decode(shape, position, total, next), StatusOk);
-                        ASSERT_EQ(buffer, expected);
-                        ASSERT_EQ(position.bitsFrom(words), text.size());
-                    }
     }
 }
 
@@ -358,7 +325,7 @@ TYPED_TEST(Cavlc, SurvivesAnyBits)
     Random random(2);
     int bad = 0;
     int escapes = 0;
-    for (int round = 0; round < 60000; round++) {
+    for (int round = 0; round < 40000; round++) {
         const Shape shape = randomShape(random);
         const int offset = random.uniform<int>(0, 31);
         const std::string bits = randomBits(random, offset + 1100);

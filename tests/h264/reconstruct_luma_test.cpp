@@ -1,4 +1,7 @@
+// Luma of intra and inter macroblocks.
+
 #include "h264/plain_intra.h"
+#include "h264/plain_macroblock.h"
 #include "h264/plain_residual.h"
 #include "support/arguments.h"
 #include "support/plane.h"
@@ -8,118 +11,13 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
-#include <numeric>
+#include <ostream>
 #include <vector>
 
 namespace kelvcpx::test {
 namespace {
-
-constexpr uint8_t noLeft = 0x01;
-constexpr uint8_t noTop = 0x04;
-constexpr uint8_t noTopLeft = 0x10;
-constexpr uint8_t noTopRight = 0x20;
-
-// Coefficients for one block, of any magnitude from none at all to more than an encoder would send.
-std::vector<int16_t> randomBlock(Random& random, std::size_t size)
-{
-    std::vector<int16_t> block(size, 0);
-    const int64_t most = (1 << random.uniform<int>(1, 15)) - 1;
-    const auto coefficient = [&] { return random.extreme<int16_t>(-most - 1, most); };
-    switch (random.uniform<int>(0, 3)) {
-    case 0:
-        break;
-    case 1:
-        block[0] = coefficient();
-        break;
-    case 2:
-        for (int i = random.uniform<int>(1, 5); i > 0; i--)
-            block[random.uniform<std::size_t>(0, static_cast<int64_t>(size) - 1)] = coefficient();
-        break;
-    default:
-        std::generate(block.begin(), block.end(), coefficient);
-    }
-    return block;
-}
-
-// Level-scale factors: flat ones, those of a scaling matrix, or any.
-std::vector<int16_t> randomScales(Random& random, int n, int qp)
-{
-    std::vector<int16_t> scales = plainFlatScales(n, qp);
-    const int kind = random.uniform<int>(0, 2);
-    for (int16_t& scale : scales)
-        if (kind == 1)
-            scale = static_cast<int16_t>(scale / 16 * random.uniform<int>(1, 255));
-        else if (kind == 2)
-            scale = random.extreme<int16_t>();
-    return scales;
-}
-
-// The packed coefficients of a macroblock, and what is expected to be left of them.
-class Packed
-{
-public:
-    std::vector<int16_t> add(Random& random, std::size_t size)
-    {
-        const std::vector<int16_t> block = randomBlock(random, size);
-        all_.insert(all_.end(), block.begin(), block.end());
-        return block;
-    }
-
-    // Calls the operation with a copy of the coefficients and expects it to consume all of them, or none.
-    template <class Operation>
-    Status consume(Operation operation, bool moves = true)
-    {
-        std::vector<int16_t> copy = all_;
-        copy.push_back(1); // there is always a pointer
-        int16_t* next = copy.data();
-        const Status status = operation(&next);
-        EXPECT_EQ(next - copy.data(), moves ? static_cast<std::ptrdiff_t>(all_.size()) : 0);
-        return status;
-    }
-
-private:
-    std::vector<int16_t> all_;
-};
-
-// How the blocks of one component are scaled.
-struct Rule {
-    int qp;
-    std::vector<int16_t> scales; // of the caller, or the default
-    bool lossless;
-};
-
-Rule randomRule(Random& random, int n, bool high, int largestQp, bool& bypass)
-{
-    const int qp = random.oneIn(4) ? 0 : random.extreme<int>(0, largestQp);
-    bypass = random.oneIn(3);
-    return {qp, high ? randomScales(random, n, qp) : plainFlatScales(n, qp), high && bypass && qp == 0};
-}
-
-void addToPlane(Plane<uint8_t>& plane, int x0, int y0, const Block& residual)
-{
-    const int n = residual.size() == 16 ? 4 : 8;
-    for (int k = 0; k < n * n; k++) {
-        uint8_t& sample = plane.at(x0 + k % n, y0 + k / n);
-        sample =
-            static_cast<uint8_t>(std::clamp<int64_t>(sample + residual[static_cast<std::size_t>(k)], 0, 255));
-    }
-}
-
-// A block; its DC is scaled with the others, or comes from elsewhere.
-void addBlock(Plane<uint8_t>& plane, int x0, int y0, const std::vector<int16_t>& coefficients,
-              const Rule& rule, const int64_t* dc = nullptr)
-{
-    Block d(coefficients.begin(), coefficients.end());
-    if (!rule.lossless)
-        for (std::size_t k = 0; k < d.size(); k++)
-            d[k] = plainScale(d[k], rule.scales[k], rule.qp, d.size() == 16 ? 4 : 6);
-    if (dc != nullptr)
-        d[0] = *dc;
-    addToPlane(plane, x0, y0, rule.lossless ? d : plainTransform(d));
-}
 
 // Places of the blocks, by the figures of 6.4.3.
 int blockX(int n, int i)
@@ -354,13 +252,6 @@ Status callIntra16x16(bool high, int16_t** next, Plane<uint8_t>& plane, uint32_t
                                                           rule.qp, edgeFlags);
 }
 
-// Vertical, horizontal, DC, plane.
-bool isRefused(uint32_t mode, uint8_t edgeFlags)
-{
-    return (mode == 0 && (edgeFlags & noTop) != 0) || (mode == 1 && (edgeFlags & noLeft) != 0) ||
-           (mode == 3 && (edgeFlags & (noTop | noLeft | noTopLeft)) != 0);
-}
-
 void expectIntra16x16(bool high)
 {
     Random random(4);
@@ -444,8 +335,6 @@ TEST(Intra16x16, RefusesArgumentsInOrder)
     EXPECT_EQ(plane, before);
 }
 
-// Inter luma.
-
 Status callInter(int n, bool high, int16_t** next, uint8_t* dst, int32_t step, uint32_t cbp, const Rule& rule,
                  bool bypass)
 {
@@ -506,9 +395,9 @@ TEST(InterLuma, IsExactForLargeSums)
         EXPECT_EQ(plane, expected) << m << ' ' << signs;
     };
     for (int signs = 0; signs < 256; signs++) {
-        for (int m = 8100; m < 12000; m += 13)
+        for (int m = 9330; m < 9400; m++)
             expectExact(1, m, signs);
-        for (int m = 4000; m < 5500; m += 7)
+        for (int m = 4000; m < 5000; m += 7)
             expectExact(8, m, signs);
     }
 }
@@ -564,210 +453,6 @@ TEST(InterLuma, RefusesArgumentsInOrder)
         keliReconstructLumaInter8x8MB_H264_16s8u_C1R(&next, plane.data(), 0, none, 52, scales.data(), 0),
         StatusNullPointer);
     EXPECT_EQ(plane, before);
-}
-
-// Chroma of 4:2:0.
-
-enum class ChromaForm { intra, intraHigh, halfs, halves, inter, interHigh };
-
-struct ChromaCall {
-    ChromaForm form;
-    uint32_t mode; // 0 DC, 1 horizontal, 2 vertical, 3 plane
-    uint32_t cbp;
-    uint8_t edgeFlags;
-    uint8_t edgeFlagsLower;
-    std::array<Rule, 2> rules;
-    bool bypass;
-
-    Status operator()(int16_t** next, uint8_t* cb, uint8_t* cr, int32_t step) const
-    {
-        const int qp = rules[0].qp;
-        const int16_t* const scales0 = rules[0].scales.data();
-        const int16_t* const scales1 = rules[1].scales.data();
-        const uint8_t flag = bypass ? 1 : 0;
-        switch (form) {
-        case ChromaForm::intra:
-            return keliReconstructChromaIntraMB_H264_16s8u_P2R(next, cb, cr, step, mode, cbp, qp, edgeFlags);
-        case ChromaForm::intraHigh:
-            return keliReconstructChromaIntra4x4MB_H264_16s8u_P2R(
-                next, cb, cr, step, mode, cbp, qp, rules[1].qp, edgeFlags, scales0, scales1, flag);
-        case ChromaForm::halfs:
-            return keliReconstructChromaIntraHalfsMB_H264_16s8u_P2R(next, cb, cr, step, mode, cbp, qp,
-                                                                    edgeFlags, edgeFlagsLower);
-        case ChromaForm::halves:
-            return keliReconstructChromaIntraHalvesMB_H264_16s8u_P2R(next, cb, cr, step, mode, cbp, qp,
-                                                                     edgeFlags, edgeFlagsLower);
-        case ChromaForm::inter:
-            return keliReconstructChromaInterMB_H264_16s8u_P2R(next, cb, cr, step, cbp, qp);
-        default:
-            return keliReconstructChromaInter4x4MB_H264_16s8u_P2R(next, cb, cr, step, cbp, qp, rules[1].qp,
-                                                                  scales0, scales1, flag);
-        }
-    }
-
-    bool high() const { return form == ChromaForm::intraHigh || form == ChromaForm::interHigh; }
-    bool halved() const { return form == ChromaForm::halfs || form == ChromaForm::halves; }
-    bool inter() const { return form == ChromaForm::inter || form == ChromaForm::interHigh; }
-
-    Status expected() const
-    {
-        if (halved())
-            return mode == 0 ? StatusOk : StatusBadIntraMode;
-        if (inter())
-            return StatusOk;
-        constexpr std::array<uint32_t, 4> luma = {2, 1, 0, 3};
-        return mode > 3 ? StatusOutOfRange : isRefused(luma[mode], edgeFlags) ? StatusBadIntraMode : StatusOk;
-    }
-
-    void predict(Plane<uint8_t>& plane) const
-    {
-        constexpr std::array<int, 4> luma = {2, 1, 0, 3};
-        plainPredictLarge(plane, 8, luma[mode], (edgeFlags & noTop) == 0, [&](int y) {
-            return ((halved() && y >= 4 ? edgeFlagsLower : edgeFlags) & noLeft) == 0;
-        });
-    }
-};
-
-ChromaCall randomChromaCall(Random& random, ChromaForm form)
-{
-    ChromaCall call{};
-    call.form = form;
-    call.mode = random.uniform<uint32_t>(0, call.halved() ? 1 : 4);
-    call.cbp = random.oneIn(8) ? ~0x7FE0000U : random.extreme<uint32_t>(0, UINT32_MAX);
-    call.edgeFlags = random.oneIn(2) ? uint8_t{0} : random.uniform<uint8_t>(0, 255);
-    call.edgeFlagsLower = random.uniform<uint8_t>(0, 255);
-    call.rules[0] = randomRule(random, 4, call.high(), 39, call.bypass);
-    call.rules[1] = call.rules[0];
-    if (call.high()) {
-        const bool bypass = call.bypass;
-        call.rules[1] = randomRule(random, 4, true, 39, call.bypass);
-        call.bypass = bypass;
-        call.rules[1].lossless = bypass && call.rules[1].qp == 0;
-    }
-    return call;
-}
-
-// 8.5.11 of one component.
-Block chromaDc(const std::vector<int16_t>& c, const Rule& rule)
-{
-    if (rule.lossless)
-        return Block(c.begin(), c.end());
-    Block dc = {c[0] + c[1] + c[2] + c[3], c[0] - c[1] + c[2] - c[3], c[0] + c[1] - c[2] - c[3],
-                c[0] - c[1] - c[2] + c[3]};
-    for (int64_t& v : dc)
-        v = low16((low16(v) * rule.scales[0] * (1 << (rule.qp / 6))) >> 5);
-    return dc;
-}
-
-void addChroma(Random& random, const ChromaCall& call, std::array<Plane<uint8_t>, 2>& planes, Packed& packed)
-{
-    std::array<Block, 2> dc{Block(4, 0), Block(4, 0)};
-    for (std::size_t i = 0; i < 2; i++)
-        if ((call.cbp >> (17 + i) & 1) != 0)
-            dc[i] = chromaDc(packed.add(random, 4), call.rules[i]);
-    for (std::size_t i = 0; i < 2; i++)
-        for (std::size_t block = 0; block < 4; block++) {
-            const bool coded = (call.cbp >> (19 + 4 * i + block) & 1) != 0;
-            const std::vector<int16_t> ac = coded ? packed.add(random, 16) : std::vector<int16_t>(16, 0);
-            addBlock(planes[i], static_cast<int>(block % 2 * 4), static_cast<int>(block / 2 * 4), ac,
-                     call.rules[i], &dc[i][block]);
-        }
-}
-
-class Chroma : public testing::TestWithParam<ChromaForm>
-{
-};
-
-TEST_P(Chroma, IsPredictedAndAdded)
-{
-    Random random(7);
-    for (int round = 0; round < 4000; round++) {
-        const ChromaCall call = randomChromaCall(random, GetParam());
-        std::array<Plane<uint8_t>, 2> planes{Plane<uint8_t>(8, 8), Plane<uint8_t>(8, 8)};
-        for (auto& plane : planes)
-            plane.randomise(random);
-        auto expected = planes;
-        Packed packed;
-        if (call.expected() == StatusOk) {
-            if (!call.inter())
-                for (auto& plane : expected)
-                    call.predict(plane);
-            addChroma(random, call, expected, packed);
-        }
-        EXPECT_EQ(packed.consume([&](int16_t** next) {
-            return call(next, planes[0].data(), planes[1].data(), planes[0].step());
-        }),
-                  call.expected());
-        ASSERT_EQ(planes, expected) << "mode " << call.mode << ", QP " << call.rules[0].qp;
-    }
-}
-
-TEST_P(Chroma, RefusesArgumentsInOrder)
-{
-    Random random(8);
-    ChromaCall call = randomChromaCall(random, GetParam());
-    std::array<Plane<uint8_t>, 2> planes{Plane<uint8_t>(8, 8), Plane<uint8_t>(8, 8)};
-    const auto before = planes;
-    std::vector<int16_t> coefficients(200, 1);
-    int16_t* next = coefficients.data();
-    const auto status = [&](int32_t step, int qpCb, int qpCr) {
-        call.rules[0].qp = qpCb;
-        call.rules[1].qp = qpCr;
-        return call(&next, planes[0].data(), planes[1].data(), step);
-    };
-    call.mode = 9;
-    call.cbp = UINT32_MAX;
-    const int largest = call.halved() ? 51 : 39;
-    EXPECT_EQ(status(0, -1, -1), StatusBadStep);
-    EXPECT_EQ(status(8, -1, 0), StatusOutOfRange);
-    EXPECT_EQ(status(8, largest + 1, 0), StatusOutOfRange);
-    if (call.high()) {
-        EXPECT_EQ(status(8, 0, -1), StatusOutOfRange);
-        EXPECT_EQ(status(8, 0, 40), StatusOutOfRange);
-    }
-    if (!call.inter()) {
-        EXPECT_EQ(status(8, 39, 39), call.halved() ? StatusBadIntraMode : StatusOutOfRange);
-    }
-    call.rules[0].qp = 99;
-    EXPECT_EQ(call(nullptr, planes[0].data(), planes[1].data(), 0), StatusNullPointer);
-    EXPECT_EQ(call(&next, nullptr, planes[1].data(), 0), StatusNullPointer);
-    EXPECT_EQ(call(&next, planes[0].data(), nullptr, 0), StatusNullPointer);
-    if (call.high())
-        for (Rule& rule : call.rules) {
-            std::vector<int16_t> none;
-            rule.scales.swap(none);
-            rule.scales.shrink_to_fit();
-            EXPECT_EQ(call(&next, planes[0].data(), planes[1].data(), 0), StatusNullPointer);
-            rule.scales.swap(none);
-        }
-    next = nullptr;
-    EXPECT_EQ(call(&next, planes[0].data(), planes[1].data(), 0), StatusNullPointer);
-    EXPECT_EQ(planes, before);
-}
-
-INSTANTIATE_TEST_SUITE_P(H264, Chroma,
-                         testing::Values(ChromaForm::intra, ChromaForm::intraHigh, ChromaForm::halfs,
-                                         ChromaForm::halves, ChromaForm::inter, ChromaForm::interHigh));
-
-// The prediction is there, the residual is not.
-TEST(ChromaHalves, RefusesLargeQuantisersLate)
-{
-    Random random(9);
-    ChromaCall call = randomChromaCall(random, ChromaForm::halfs);
-    call.mode = 0;
-    call.cbp = UINT32_MAX;
-    call.rules[0].qp = 40;
-    std::array<Plane<uint8_t>, 2> planes{Plane<uint8_t>(8, 8), Plane<uint8_t>(8, 8)};
-    for (auto& plane : planes)
-        plane.randomise(random);
-    auto expected = planes;
-    for (auto& plane : expected)
-        call.predict(plane);
-    std::vector<int16_t> coefficients(200, 1000);
-    int16_t* next = coefficients.data();
-    EXPECT_EQ(call(&next, planes[0].data(), planes[1].data(), planes[0].step()), StatusOutOfRange);
-    EXPECT_EQ(planes, expected);
-    EXPECT_EQ(next, coefficients.data());
 }
 
 } // namespace
