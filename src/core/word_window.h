@@ -3,6 +3,7 @@
 
 #include "core/huffman_lookup.h"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace kelvcpx {
@@ -65,13 +66,13 @@ inline int32_t decode(WordWindow& stream, const int32_t* table)
 {
     int32_t width = table[0];
     stream.fill(width);
-    int32_t entry = table[1 + static_cast<int32_t>(stream.peek(width))];
+    int32_t entry = table[1 + std::size_t{stream.peek(width)}];
     while (isLink(entry)) {
         stream.skip(width);
         const int32_t* const sub = table + subTable(entry);
         width = sub[0];
         stream.fill(width);
-        entry = sub[1 + static_cast<int32_t>(stream.peek(width))];
+        entry = sub[1 + std::size_t{stream.peek(width)}];
     }
     stream.skip(width - giveBack(entry));
     return entry;
