@@ -88,6 +88,24 @@ inline constexpr auto InvQuantLuma16x16DCTable = [] {
     return table;
 }();
 
+// Quantisation: what 8.5.9 and the transforms do to a level, undone, times 2^15 (QP 0..5). By QP % 6 and
+// class.
+inline constexpr Table<int32_t, 6, 3> FwdQuantTable = {{{13107, 5243, 8066},
+                                                        {11916, 4660, 7490},
+                                                        {10082, 4194, 6554},
+                                                        {9362, 3647, 5825},
+                                                        {8192, 3355, 5243},
+                                                        {7282, 2893, 4559}}};
+
+// The same by QP % 6 and raster position.
+inline constexpr auto QuantCoef = [] {
+    Table<int32_t, 6, 16> table{};
+    for (std::size_t rem = 0; rem < table.size(); rem++)
+        for (std::size_t k = 0; k < 16; k++)
+            table[rem][k] = FwdQuantTable[rem][static_cast<std::size_t>(QuantIndex[k])];
+    return table;
+}();
+
 // Block order (6.4.3): 4x4 luma blocks are numbered by 8x8 quadrants.
 
 // Raster index of each block.
