@@ -67,8 +67,8 @@
 #include <kelvcpx/types.h>
 
 /**
- * Reads one Exp-Golomb code (9.1): ue(v), or se(v), whose codes 1, 2, 3, 4 ... are the values 1, -1, 2, -2
- * ...
+ * Reads one Exp-Golomb code (9.1): ue(v), or se(v), whose codes 1, 2, 3, 4 and so on are the values
+ * 1, -1, 2, -2 and so on.
  *
  * @param ppBitStream word cursor (see core.h): current word; advanced past the code
  * @param pBitOffset  word cursor: next unread bit, 0..31
@@ -94,11 +94,11 @@ KEL_API Status keliDecodeExpGolombOne_H264_1u16s(const uint32_t** ppBitStream, i
  * 1u16s forms store the low 16 bits of a level, the 1u32s forms levels of -32768..32768, for samples of more
  * than 8 bits.
  *
- * | operation             | block                                     | stored |
- * |-----------------------|-------------------------------------------|--------------------------------------|
- * | CAVLCCoeffs           | 4x4 block, or one without its DC          | 16, in raster order by `scanOrder` |
- * | CAVLCChromaDcCoeffs   | chroma DC of 4:2:0, 2x2                   | 4, in raster order | |
- * CAVLCChroma422DcCoeffs| chroma DC of 4:2:2, 2 wide and 4 high     | 8, at 2 * row + column (8.5.11.1)    |
+ * | operation              | block                                 | stored                              |
+ * |------------------------|---------------------------------------|-------------------------------------|
+ * | CAVLCCoeffs            | 4x4 block, or one without its DC      | 16, in raster order by `scanOrder`  |
+ * | CAVLCChromaDcCoeffs    | chroma DC of 4:2:0, 2x2               | 4, in raster order                  |
+ * | CAVLCChroma422DcCoeffs | chroma DC of 4:2:2, 2 wide and 4 high | 8, at 2 * row + column (8.5.11.1)   |
  *
  * The code tables come from the caller. They are built with keliHuffmanRunLevelTableInitAlloc_32s() from
  * entries (code, TrailingOnes, TotalCoeff) for coeff_token and with keliHuffmanTableInitAlloc_32s() for
@@ -131,7 +131,7 @@ KEL_API Status keliDecodeExpGolombOne_H264_1u16s(const uint32_t** ppBitStream, i
  * @retval StatusNullPointer    a pointer, the stream pointer or the buffer pointer is null, or the table of
  *                              coeff_token is: nothing is written. Or a table of total_zeros or run_before
  *                              that the block needs is null: as for an invalid code of that table, except
- * that the cursor stands before the code
+ *                              that the cursor stands before the code
  * @retval StatusOutOfRange     `maxNumCoeff` is not 15 or 16, or else `nC` is negative; nothing is written
  * @retval StatusBadHuffmanCode coeff_token is invalid, or tells of more coefficients than the block has:
  *                              nothing is written and the cursor stays. Or
@@ -141,8 +141,9 @@ KEL_API Status keliDecodeExpGolombOne_H264_1u16s(const uint32_t** ppBitStream, i
  *
  *                              `*pTotalCoeff` is set, the cursor stands behind the bits read of the code that
  *                              failed (an invalid one: all bits looked up but for those that the table's
- * entry gives back, one in a built table; level_prefix: 32 zeros), the block at
- *                              `*ppCoeffs` is zero but for the levels placed so far, and `*ppCoeffs` stays
+ *                              entry gives back, one in a built table; level_prefix: 32 zeros), the block
+ *                              at `*ppCoeffs` is zero but for the levels placed so far, and `*ppCoeffs`
+ *                              stays
  *
  * Within the fixed-length codes of nC >= 8, two that the standard does not assign are taken literally: where
  * TrailingOnes exceeds TotalCoeff, that many signs are read and the first TotalCoeff of them are used.
@@ -315,7 +316,7 @@ KEL_API Status keliPredictIntraChroma8x8_H264_8u_C1IR(uint8_t* pSrcDst, int32_t 
  *
  * @retval StatusOk              reconstructed
  * @retval StatusWarnNoNeighbour reconstructed; an Intra_4x4 block was predicted with 128 in place of a
- * missing neighbour
+ *                               missing neighbour
  * @retval StatusNullPointer     a pointer or `*ppSrcCoeff` is null
  * @retval StatusBadStep         `srcDstStep` is below 1; not checked by
  *                               keliReconstructLumaIntra16x16MB_H264_16s8u_C1R()
@@ -388,13 +389,14 @@ KEL_API Status keliReconstructLumaIntra_16x16MB_H264_16s8u_C1R(int16_t** ppSrcCo
  * @param edgeFlagsLower missing neighbours of the lower half; only bit 0x01 counts
  * @param pLevelScaleCb  level-scale table of Cb, 16 factors
  * @param pLevelScaleCr  level-scale table of Cr, 16 factors
- * @param bypass         lossless transform bypass, of each component whose quantiser is 0
+ * @param bypass         lossless transform bypass, of each component whose quantiser is 0 (in the standard
+ *                       QP'Y decides for chroma too: pass 0 for both if it is 0)
  *
  * @retval StatusOk           reconstructed
  * @retval StatusNullPointer  a pointer or `*ppSrcCoeff` is null
  * @retval StatusBadStep      `srcDstStep` is 0
  * @retval StatusOutOfRange   a quantiser is outside 0..39 (Halfs: 0..51), or else the mode is above 3 (but
- * not Halfs)
+ *                            not Halfs)
  * @retval StatusBadIntraMode the mode needs a missing neighbour; Halfs: the mode is not DC
  *
  * Checked in this order, before anything is written. The Halfs operation with a quantiser of 40..51 predicts,
@@ -435,7 +437,7 @@ KEL_API Status keliReconstructChromaIntraHalvesMB_H264_16s8u_P2R(int16_t** ppSrc
  * four blocks, which need not be coded themselves.
  *
  * @param ppSrcCoeff    packed coefficients; moved behind those of the macroblock, but left as they are with
- * any error
+ *                      any error
  * @param pSrcDst       top left luma sample of the macroblock
  * @param pSrcDstCb     top left Cb sample of the macroblock
  * @param pSrcDstCr     top left Cr sample of the macroblock

@@ -85,6 +85,7 @@ struct Weighting {
     int64_t w2;
     int64_t shift;
     int64_t offset;
+    int64_t bias = 0; // what has been taken off the samples
 
     // No sum of products has as many bits as the upper limit shifts out.
     static constexpr int64_t limitShift(int64_t shift) { return std::clamp<int64_t>(shift, 0, 61); }
@@ -111,13 +112,27 @@ struct Weighting {
         return ((s1 * w1 + s2 * w2 + rounding()) >> shift) + offset;
     }
 
+    // The same of samples around 0, whose products are half as large. Large weights have large shifts, but
+    // where the shift cuts off some of what is made up for, it is the same as before.
+    template <class S>
+    constexpr Weighting biased() const
+    {
+        constexpr int64_t middle = std::numeric_limits<typename S::Sample>::max() / 2 + 1;
+        const int64_t missing = middle * (w1 + w2);
+        const int64_t shifted = missing >> shift;
+        return shifted << shift == missing ? Weighting{w1, w2, shift, offset + shifted, middle} : *this;
+    }
+
     // True if all numbers in the computation have room in a lane.
     template <class S>
     constexpr bool fits() const
     {
-        constexpr int64_t largest = std::numeric_limits<typename S::Sample>::max();
-        const int64_t lowest = largest * (std::min<int64_t>(w1, 0) + std::min<int64_t>(w2, 0));
-        const int64_t highest = largest * (std::max<int64_t>(w1, 0) + std::max<int64_t>(w2, 0)) + rounding();
+        constexpr int64_t samples = std::numeric_limits<typename S::Sample>::max();
+        const int64_t least = -bias;
+        const int64_t most = samples - bias;
+        const int64_t lowest = std::min(w1 * least, w1 * most) + std::min(w2 * least, w2 * most);
+        const int64_t highest =
+            std::max(w1 * least, w1 * most) + std::max(w2 * least, w2 * most) + rounding();
         const auto hasRoom = [](int64_t v) {
             using Limits = std::numeric_limits<typename S::Lane>;
             return v >= Limits::min() && v <= Limits::max();
@@ -132,19 +147,21 @@ void weightPredictions(const Combination<S>& block, const Weighting& weighting, 
 {
     const bool fitsGroups =
         block.height % 2 == 0 && (block.width % S::lanes == 0 || isAnyOf(block.width, 2, 4));
-    if (!fitsGroups || !weighting.fits<S>())
+    const Weighting fitting = weighting.fits<S>() ? weighting : weighting.biased<S>();
+    if (!fitsGroups || !fitting.fits<S>())
         return combineSamples(block, [&](int64_t a, int64_t b) {
             return std::clamp<int64_t>(weighting(a, b), 0, clip.largest());
         });
 
     const auto splat = [](int64_t value) { return S::splat(static_cast<int32_t>(value)); };
-    const auto w1 = splat(weighting.w1);
-    const auto w2 = splat(weighting.w2);
-    const auto rounding = splat(weighting.rounding());
-    const auto offset = splat(weighting.offset);
-    const auto shift = static_cast<int>(weighting.shift);
+    const auto w1 = splat(fitting.w1);
+    const auto w2 = splat(fitting.w2);
+    const auto rounding = splat(fitting.rounding());
+    const auto offset = splat(fitting.offset);
+    const auto bias = splat(fitting.bias);
+    const auto shift = static_cast<int>(fitting.shift);
     const auto groups = [=](auto a, auto b) {
-        return clip(((a * w1 + b * w2 + rounding) >> shift) + offset);
+        return clip((((a - bias) * w1 + (b - bias) * w2 + rounding) >> shift) + offset);
     };
     if (block.width % S::lanes == 0)
         combineGroups<Group<S, S::lanes>>(block, groups);
