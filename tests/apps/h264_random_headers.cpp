@@ -5,6 +5,7 @@
 #include "h264/scan.h"
 
 #include <bit>
+#include <cmath>
 
 namespace kelvcpx::test {
 
@@ -289,10 +290,9 @@ void putSliceHeader(BitWriter& bits, const SliceHeader& header, const SequencePa
         }
     }
     if (set.sliceGroupCount > 1 && set.sliceGroupMapType >= 3 && set.sliceGroupMapType <= 5) {
-        const int units = sequence.widthInMbs * sequence.heightInMapUnits;
-        const int changes = (units + set.sliceGroupChangeRate - 1) / set.sliceGroupChangeRate;
+        const double units = sequence.widthInMbs * sequence.heightInMapUnits;
         bits.put(header.sliceGroupChangeCycle,
-                 static_cast<int>(std::bit_width(static_cast<unsigned>(changes))));
+                 static_cast<int>(std::ceil(std::log2(units / set.sliceGroupChangeRate + 1))));
     }
 }
 

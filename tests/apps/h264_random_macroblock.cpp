@@ -43,8 +43,8 @@ void MacroblockWriter::write()
     uint32_t skipped = 0;
     const int skipRate = random_.oneIn(3) ? 2 : 5;
     const bool canSkip = !slice_.header.isIntra();
-    const int first = slice_.header.firstMb;
-    for (address_ = first; address_ < first + slice_.count; address_++) {
+    for (const int address : slice_.addresses) {
+        address_ = address;
         current() = {};
         if (canSkip && random_.oneIn(skipRate)) {
             skipped++;

@@ -30,8 +30,8 @@ struct RandomSlice {
     const app::h264::SliceHeader& header;
     std::vector<WrittenMacroblock>& macroblocks; // of the picture
     int widthInMbs;
-    int number; // of the slice in the picture
-    int count;  // of its macroblocks, in raster order from header.firstMb on
+    int number;                     // of the slice in the picture
+    std::span<const int> addresses; // of its macroblocks, in decoding order
 };
 
 class MacroblockWriter

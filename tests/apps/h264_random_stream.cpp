@@ -2,6 +2,7 @@
 
 #include "apps/h264_random_headers.h"
 #include "apps/h264_random_macroblock.h"
+#include "apps/h264_random_slice_groups.h"
 #include "apps/h264_random_syntax.h"
 #include "support/random.h"
 
@@ -13,6 +14,7 @@
 #include <array>
 #include <cstdint>
 #include <set>
+#include <span>
 #include <utility>
 
 namespace kelvcpx::test {
@@ -49,9 +51,12 @@ private:
     void fillGap(int frameNum);
     void writePicture(SliceHeader header, char type, Structure structure);
     void drawPicOrderCount(SliceHeader& header, const PictureParameterSet& set, Structure structure);
+    void appendSlices();
     void finishPicture(const SliceHeader& header, Structure structure);
 
-    void writeSlice(SliceHeader header, const PictureParameterSet& set, Structure structure, int count);
+    void writeSlice(SliceHeader header, const PictureParameterSet& set, Structure structure,
+                    std::span<const int> macroblocks);
+    void writeRedundantSlice(SliceHeader header, const PictureParameterSet& set);
     void drawReferences(SliceHeader& header, const PictureParameterSet& set, Structure structure);
     ReferenceList available(const SliceHeader& header, Structure structure) const;
     std::array<ReferenceList, 2> listsOf(const SliceHeader& header, Structure structure) const;
@@ -72,6 +77,7 @@ private:
 
     const RandomH264Options options_;
     Random random_;
+    Random disorder_; // for what does not change the pictures
     RandomH264Stream stream_;
     SequenceParameterSet sequence_;
     std::vector<PictureParameterSet> sets_;
@@ -92,6 +98,8 @@ private:
     // Of the picture that is being written.
     std::vector<WrittenMacroblock> macroblocks_;
     int sliceNumber_ = 0;
+    std::vector<std::vector<uint8_t>> slices_; // as NAL units
+    std::vector<std::vector<uint8_t>> redundantSlices_;
     // At the edge of a P and a B slice ffmpeg takes the same picture in different lists for different ones,
     // unlike 8.7.2.1: a P slice of a picture with B slices leaves those edges alone.
     bool shunsNeighbours_ = false;
@@ -99,7 +107,9 @@ private:
     std::map<int32_t, std::array<References, 2>> references_; // by frame number; of fields by parity
 };
 
-StreamWriter::StreamWriter(const RandomH264Options& options) : options_(options), random_(options.seed) {}
+StreamWriter::StreamWriter(const RandomH264Options& options)
+    : options_(options), random_(options.seed), disorder_(options.seed)
+{}
 
 RandomH264Stream StreamWriter::write()
 {
@@ -125,7 +135,7 @@ void StreamWriter::append(int refIdc, int type, const BitWriter& payload)
 void StreamWriter::drawSequence()
 {
     SequenceParameterSet& set = sequence_;
-    set.profileIdc = 100;
+    set.profileIdc = options_.extendedProfile ? 88 : 100;
     set.levelIdc = 21; // the highest that lets both values of direct_8x8_inference_flag and of partitions
     set.chromaFormatIdc = options_.monochrome ? 0 : 1;
     set.log2MaxFrameNum = random_.uniform(4, 8);
@@ -140,7 +150,7 @@ void StreamWriter::drawSequence()
     set.frameMbsOnly = options_.frameMbsOnly;
     set.widthInMbs = options_.widthInMbs;
     set.heightInMapUnits = options_.heightInMbs / (set.frameMbsOnly ? 1 : 2);
-    set.direct8x8Inference = !set.frameMbsOnly || random_.oneIn(2);
+    set.direct8x8Inference = options_.extendedProfile || !set.frameMbsOnly || random_.oneIn(2);
     if (options_.cropped) {
         set.cropLeft = 2 * random_.uniform(0, 3);
         set.cropRight = 2 * random_.uniform(1, 7);
@@ -163,11 +173,16 @@ PictureParameterSet StreamWriter::drawPictureSet(int id)
     set.weightedBipredIdc = options_.weightedBipredIdc;
     set.initialQp = random_.uniform(20, 34);
     set.chromaQpOffset = {random_.extreme<int>(-12, 12), random_.extreme<int>(-12, 12)};
-    if (random_.oneIn(2))
+    if (options_.extendedProfile || random_.oneIn(2))
         set.chromaQpOffset[1] = set.chromaQpOffset[0];
     set.deblockingControlPresent = !random_.oneIn(3);
     set.constrainedIntraPrediction = options_.constrainedIntra;
     set.transform8x8 = options_.transform8x8;
+    set.redundantPicCountPresent = options_.redundantSlices;
+    if (options_.sliceGroups) {
+        drawSliceGroups(set, sequence_, random_.uniform(0, sliceGroupMapTypes - 1), random_);
+        stream_.tools["slice group map type " + std::to_string(set.sliceGroupMapType)]++;
+    }
     if (options_.transform8x8 && random_.oneIn(2))
         set.scaling = drawScaling(set.transform8x8);
     return set;
@@ -285,25 +300,26 @@ void StreamWriter::writePicture(SliceHeader header, char type, Structure structu
     drawPicOrderCount(header, set, structure);
     stream_.tools[structure == Structure::frame ? "frame picture" : "field picture"]++;
 
-    const int count =
-        sequence_.widthInMbs * sequence_.heightInMbs() / (structure == Structure::frame ? 1 : 2);
-    macroblocks_.assign(static_cast<std::size_t>(count), {});
+    const int rows = sequence_.heightInMbs() / (structure == Structure::frame ? 1 : 2);
+    macroblocks_.assign(static_cast<std::size_t>(sequence_.widthInMbs * rows), {});
     sliceNumber_ = 0;
     sharedModifications_ = {};
+    header.sliceGroupChangeCycle = drawSliceGroupChangeCycle(set, sequence_, random_);
     const bool mixesTypes = !options_.temporalDirect && random_.oneIn(2);
     const SliceType main = type == 'B' ? SliceType::b : type == 'P' ? SliceType::p : SliceType::i;
-    for (int first = 0; first < count;) {
-        header.firstMb = first;
-        const int size = random_.oneIn(2) ? count - first : random_.uniform(1, count - first);
-        header.type = main;
-        if (mixesTypes && main != SliceType::i && random_.oneIn(3))
-            header.type = main == SliceType::b && set.deblockingControlPresent && random_.oneIn(2)
-                              ? SliceType::p
-                              : SliceType::i;
-        shunsNeighbours_ = main == SliceType::b && header.type == SliceType::p;
-        writeSlice(header, set, structure, size);
-        first += size;
+    for (const std::vector<int>& group : macroblocksOfGroups(set, sequence_, header)) {
+        for (const std::vector<int>& slice : cutIntoSlices(group, random_)) {
+            header.type = main;
+            if (mixesTypes && main != SliceType::i && random_.oneIn(3))
+                header.type = main == SliceType::b && set.deblockingControlPresent && random_.oneIn(2)
+                                  ? SliceType::p
+                                  : SliceType::i;
+            shunsNeighbours_ = main == SliceType::b && header.type == SliceType::p;
+            header.firstMb = slice.front();
+            writeSlice(header, set, structure, slice);
+        }
     }
+    appendSlices();
     finishPicture(header, structure);
 }
 
@@ -363,7 +379,7 @@ void StreamWriter::finishPicture(const SliceHeader& header, Structure structure)
 }
 
 void StreamWriter::writeSlice(SliceHeader header, const PictureParameterSet& set, Structure structure,
-                              int count)
+                              std::span<const int> macroblocks)
 {
     header.qp = random_.uniform(14, 40);
     if (set.deblockingControlPresent)
@@ -375,10 +391,37 @@ void StreamWriter::writeSlice(SliceHeader header, const PictureParameterSet& set
 
     BitWriter bits;
     putSliceHeader(bits, header, sequence_, set, random_.oneIn(3));
-    MacroblockWriter({sequence_, set, header, macroblocks_, sequence_.widthInMbs, sliceNumber_++, count},
-                     random_, bits, stream_.tools)
+    MacroblockWriter(
+        {sequence_, set, header, macroblocks_, sequence_.widthInMbs, sliceNumber_++, macroblocks}, random_,
+        bits, stream_.tools)
         .write();
-    append(header.nalRefIdc, header.idr ? nalIdrSlice : nalSlice, bits);
+    slices_.push_back(nalUnit(header.nalRefIdc, header.idr ? nalIdrSlice : nalSlice, bits));
+    if (options_.redundantSlices && disorder_.oneIn(2))
+        writeRedundantSlice(header, set);
+}
+
+// A header and whatever.
+void StreamWriter::writeRedundantSlice(SliceHeader header, const PictureParameterSet& set)
+{
+    stream_.tools["redundant slice"]++;
+    header.redundantPicCount = disorder_.uniform(1, 127);
+    BitWriter bits;
+    putSliceHeader(bits, header, sequence_, set, false);
+    for (int i = disorder_.uniform(0, 200); i > 0; i--)
+        bits.put(disorder_.uniform(0, 255), 8);
+    redundantSlices_.push_back(nalUnit(header.nalRefIdc, header.idr ? nalIdrSlice : nalSlice, bits));
+}
+
+// Primary slices first (7.4.1.2.5).
+void StreamWriter::appendSlices()
+{
+    if (options_.arbitrarySliceOrder)
+        shuffle(slices_, disorder_);
+    for (auto* const slices : {&slices_, &redundantSlices_}) {
+        for (const std::vector<uint8_t>& unit : *slices)
+            stream_.bytes.insert(stream_.bytes.end(), unit.begin(), unit.end());
+        slices->clear();
+    }
 }
 
 void StreamWriter::drawDeblocking(SliceHeader& header)

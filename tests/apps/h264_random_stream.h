@@ -33,6 +33,11 @@ struct RandomH264Options {
     bool memoryManagement = false;
     bool longTermReferences = false; // by memory management
     bool gapsInFrameNum = false;
+    bool extendedProfile = false; // instead of High; for what follows
+    bool sliceGroups = false;
+    // Neither changes what is drawn otherwise, so that the same pictures come out.
+    bool arbitrarySliceOrder = false;
+    bool redundantSlices = false; // which nobody could decode
 };
 
 struct RandomH264Stream {

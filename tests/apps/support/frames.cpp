@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
@@ -137,6 +138,29 @@ void describeDifference(const Frame& frame, const Frame& expected, std::size_t p
         out << "; " << count << " of " << a.size() << " samples differ\n";
 }
 
+// Collects what a decoder has to show and to say.
+class Collector : public DamageListener
+{
+public:
+    explicit Collector(const VideoStream& stream) : decoder_(makeDecoder(stream, *this)) {}
+
+    void damaged(const std::string& message) override { result_.damage.push_back(message); }
+    void decode(std::span<const uint8_t> packet) { decoder_->decode(packet, sink_); }
+
+    DecodedStream finish()
+    {
+        decoder_->flush(sink_);
+        return std::move(result_);
+    }
+
+private:
+    DecodedStream result_;
+    const PictureSink sink_ = [this](const PictureView& picture) {
+        result_.frames.push_back(copyOf(picture));
+    };
+    const std::unique_ptr<VideoDecoder> decoder_;
+};
+
 } // namespace
 
 int planeWidth(const VideoFormat& format, int plane)
@@ -194,25 +218,20 @@ std::vector<Frame> parseY4m(const std::string& bytes)
 
 DecodedStream decodeInProcess(const std::filesystem::path& path)
 {
-    class Listener : public DamageListener
-    {
-    public:
-        explicit Listener(std::vector<std::string>& messages) : messages_(messages) {}
-        void damaged(const std::string& message) override { messages_.push_back(message); }
-
-    private:
-        std::vector<std::string>& messages_;
-    };
-
-    DecodedStream result;
-    Listener listener(result.damage);
     Demuxer demuxer(path.string());
-    const auto decoder = makeDecoder(demuxer.stream(), listener);
-    const PictureSink sink = [&](const PictureView& picture) { result.frames.push_back(copyOf(picture)); };
+    Collector collector(demuxer.stream());
     while (const auto packet = demuxer.read())
-        decoder->decode(packet->data, sink);
-    decoder->flush(sink);
-    return result;
+        collector.decode(packet->data);
+    return collector.finish();
+}
+
+DecodedStream decodeInProcess(const std::string& codec, std::span<const uint8_t> bytes)
+{
+    VideoStream stream;
+    stream.codec = codec;
+    Collector collector(stream);
+    collector.decode(bytes);
+    return collector.finish();
 }
 
 std::array<double, 3> psnr(const Frame& frame, const Frame& reference)

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <filesystem>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,9 @@ struct DecodedStream {
 
 // Demultiplexes a file and decodes it with the decoder of its codec, in this process.
 DecodedStream decodeInProcess(const std::filesystem::path& path);
+
+// Decodes an elementary stream, in one piece.
+DecodedStream decodeInProcess(const std::string& codec, std::span<const uint8_t> bytes);
 
 // Peak signal-to-noise ratio of each plane in dB; infinite where two planes are equal, and in planes that a
 // monochrome picture does not have. Throws std::runtime_error if the pictures differ in size or kind of
