@@ -64,6 +64,13 @@ public:
         offset_ &= 31;
     }
 
+    void goBack(int32_t n)
+    {
+        offset_ += n;
+        word_ -= offset_ >> 5;
+        offset_ &= 31;
+    }
+
     uint32_t read(int32_t n)
     {
         const uint32_t value = peek(n);

@@ -23,19 +23,13 @@ namespace {
 constexpr uint8_t grey = 128;
 
 // What a stream needs that is not there.
-void refuseUnsupported(const SequenceParameterSet& sequence, const PictureParameterSet& picture,
-                       const SliceHeader& slice)
+void refuseUnsupported(const SequenceParameterSet& sequence, const SliceHeader& slice)
 {
     if (sequence.bitDepthLuma > 8 || sequence.bitDepthChroma > 8)
         throw UnsupportedStream(fmt::format("the stream has {} bits a sample: only 8 are supported",
                                             std::max(sequence.bitDepthLuma, sequence.bitDepthChroma)));
     if (sequence.chromaFormatIdc == 2)
         throw UnsupportedStream("the stream is 4:2:2, which is not supported: 4:2:0 and monochrome are");
-    if (picture.cabac)
-        throw UnsupportedStream("the stream needs CABAC, which is not supported: CAVLC is");
-    if (sequence.mbAdaptiveFrameField && !slice.fieldPicture)
-        throw UnsupportedStream(
-            "the stream needs macroblock-adaptive frame/field decoding, which is not supported");
     if (slice.type == SliceType::sp || slice.type == SliceType::si)
         throw UnsupportedStream("the stream has SP or SI slices, which are not supported");
 }
@@ -175,13 +169,13 @@ void Decoder::decodeSlice(const Payload& payload, const PictureSink& sink)
     if (slice.redundantPicCount > 0)
         return;
     const PictureParameterSet& set = *sets_.pictures[static_cast<std::size_t>(slice.pictureParameterSet)];
-    refuseUnsupported(*sets_.sequences[static_cast<std::size_t>(set.sequenceId)], set, slice);
+    refuseUnsupported(*sets_.sequences[static_cast<std::size_t>(set.sequenceId)], slice);
     if (!picture_ || startsPicture(firstSlice_, slice)) {
         finishPicture(sink);
         startPicture(slice, sink);
     }
     const SliceContext context = makeSlice(slice);
-    SliceDecoder(context, reader, payload.stopBit()).decode();
+    h264::decodeSlice(context, reader, payload.stopBit());
 }
 
 void Decoder::startPicture(const SliceHeader& slice, const PictureSink& sink)
@@ -231,6 +225,14 @@ void Decoder::startPicture(const SliceHeader& slice, const PictureSink& sink)
     picture_->macroblocks.resize(static_cast<std::size_t>(picture_->widthInMbs) *
                                  static_cast<std::size_t>(picture_->heightInMbs));
     picture_->motion->resize(picture_->widthInMbs, picture_->heightInMbs);
+    if (set.cabac)
+        picture_->mvds.resize(picture_->macroblocks.size());
+    picture_->hasPairs = sequence.mbAdaptiveFrameField && !slice.fieldPicture;
+    if (picture_->hasPairs) {
+        picture_->fields = {current_->surface().of(Structure::top),
+                            current_->surface().of(Structure::bottom)};
+        picture_->motion->fieldPairs.assign(picture_->macroblocks.size() / 2, 0);
+    }
 }
 
 void Decoder::activate(const SequenceParameterSet& sequence, const PictureSink& sink)
@@ -305,14 +307,14 @@ FramePointer Decoder::newestReference() const
 
 SliceContext Decoder::makeSlice(const SliceHeader& slice)
 {
-    SliceContext context{*picture_, pictureSet_, slice, *levelScales_, sliceGroups_, {}, 0, {}, {}};
-    context.references = makeReferenceLists(buffer_.frames(), slice, picture_->structure, picture_->poc(),
-                                            picture_->sequence.maxFrameNum());
-    replaceMissingReferences(context.references);
+    SliceContext context{*picture_, pictureSet_, slice, *levelScales_, sliceGroups_};
+    auto lists = makeReferenceLists(buffer_.frames(), slice, picture_->structure,
+                                    current_->poc(picture_->structure), picture_->sequence.maxFrameNum());
+    replaceMissingReferences(lists);
+    context.setReferences(lists);
     context.number = static_cast<int>(picture_->filters.size());
     picture_->filters.push_back(
         {slice.disableDeblocking, slice.alphaOffset, slice.betaOffset, pictureSet_.chromaQpOffset});
-    context.relateReferences();
     return context;
 }
 

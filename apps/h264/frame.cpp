@@ -32,6 +32,7 @@ Surface Surface::of(Structure structure) const
 void MotionField::resize(int width, int height)
 {
     widthInMbs = width;
+    fieldPairs.clear();
     const auto macroblocks = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
     for (std::size_t list = 0; list < 2; list++) {
         vectors[list].assign(16 * macroblocks, Vector{});

@@ -48,11 +48,21 @@ struct Vector {
 struct Surface {
     struct Plane {
         uint8_t* samples = nullptr;
-        int32_t step = 0;
-        int width = 0;
+        int32_t step = 0; // bytes
+        int width = 0;    // samples
         int height = 0;
 
-        uint8_t* at(int x, int y) const { return samples + static_cast<std::ptrdiff_t>(y) * step + x; }
+        // Samples of more than 8 bits are uint16_t.
+        template <class Sample = uint8_t>
+        Sample* at(int x, int y) const
+        {
+            return reinterpret_cast<Sample*>(samples + static_cast<std::ptrdiff_t>(y) * step) + x;
+        }
+        template <class Sample>
+        int32_t stepOf() const
+        {
+            return step / static_cast<int32_t>(sizeof(Sample));
+        }
     };
     std::array<Plane, 3> planes;
     int planeCount = 3;
@@ -75,9 +85,11 @@ constexpr int32_t frameNumberOf(PictureId id)
 }
 
 // The motion of a coded picture (frame or field): vectors by 4x4 block in raster order, references by 8x8
-// block. Direct prediction of later pictures and the deblocking filter look at it.
+// block. Direct prediction of later pictures and the deblocking filter look at it. Field macroblocks of a
+// pair keep their rows together.
 struct MotionField {
     int widthInMbs = 0;
+    std::vector<uint8_t> fieldPairs; // by pair of macroblocks; empty if the picture has none
     std::array<std::vector<Vector>, 2> vectors;
     std::array<std::vector<int8_t>, 2> refIdx;        // -1: the list is not used
     std::array<std::vector<PictureId>, 2> references; // which pictures the indices mean
@@ -85,6 +97,10 @@ struct MotionField {
     void resize(int width, int height);
     std::size_t block4x4(int x4, int y4) const { return static_cast<std::size_t>(y4 * 4 * widthInMbs + x4); }
     std::size_t block8x8(int x8, int y8) const { return static_cast<std::size_t>(y8 * 2 * widthInMbs + x8); }
+    bool isFieldPair(int mbX, int pairY) const
+    {
+        return !fieldPairs.empty() && fieldPairs[static_cast<std::size_t>(pairY * widthInMbs + mbX)] != 0;
+    }
 };
 
 // What two sequence parameter sets must share for their frames to be exchangeable.

@@ -57,11 +57,13 @@ InterPredictor::InterPredictor(const SliceContext& slice)
 
 void InterPredictor::predict(int address, const Macroblock& macroblock)
 {
-    const int x = 16 * (address % slice_.picture.widthInMbs);
-    const int y = 16 * (address / slice_.picture.widthInMbs);
+    address_ = address;
+    place_ = slice_.picture.placeOf(address);
+    references_ = &slice_.referencesOf(place_);
+    isFieldOfPair_ = place_.isField() && slice_.picture.hasPairs;
     const auto block8x8 = [&](std::size_t i) {
-        const int x8 = x + 8 * static_cast<int>(i % 2);
-        const int y8 = y + 8 * static_cast<int>(i / 2);
+        const int x8 = 8 * static_cast<int>(i % 2);
+        const int y8 = 8 * static_cast<int>(i / 2);
         const Partitioning sub = macroblock.subPartitioning[i];
         const int width = sub == Partitioning::whole || sub == Partitioning::twoRows ? 8 : 4;
         const int height = sub == Partitioning::whole || sub == Partitioning::twoColumns ? 8 : 4;
@@ -71,15 +73,15 @@ void InterPredictor::predict(int address, const Macroblock& macroblock)
     };
     switch (macroblock.partitioning) {
     case Partitioning::whole:
-        predictBlock({x, y, 16, 16});
+        predictBlock({0, 0, 16, 16});
         break;
     case Partitioning::twoRows:
-        predictBlock({x, y, 16, 8});
-        predictBlock({x, y + 8, 16, 8});
+        predictBlock({0, 0, 16, 8});
+        predictBlock({0, 8, 16, 8});
         break;
     case Partitioning::twoColumns:
-        predictBlock({x, y, 8, 16});
-        predictBlock({x + 8, y, 8, 16});
+        predictBlock({0, 0, 8, 16});
+        predictBlock({8, 0, 8, 16});
         break;
     case Partitioning::four:
         for (std::size_t i = 0; i < 4; i++)
@@ -90,11 +92,11 @@ void InterPredictor::predict(int address, const Macroblock& macroblock)
 
 InterPredictor::Target InterPredictor::targetOf(const Block& block) const
 {
-    const auto& planes = slice_.picture.target.planes;
+    const auto& planes = place_.surface->planes;
     Target target{};
     for (std::size_t i = 0; i < planeCount_; i++) {
         const int shift = i == 0 ? 0 : 1;
-        target.samples[i] = planes[i].at(block.x >> shift, block.y >> shift);
+        target.samples[i] = planes[i].at((place_.x + block.x) >> shift, (place_.y + block.y) >> shift);
         target.steps[i] = planes[i].step;
     }
     return target;
@@ -109,8 +111,10 @@ InterPredictor::Target InterPredictor::targetOf(Prediction& prediction)
 void InterPredictor::predictBlock(const Block& block)
 {
     const MotionField& field = *slice_.picture.motion;
-    const std::size_t at8x8 = field.block8x8(block.x / 8, block.y / 8);
-    const std::size_t at4x4 = field.block4x4(block.x / 4, block.y / 4);
+    const int mbX = address_ % field.widthInMbs;
+    const int mbY = address_ / field.widthInMbs;
+    const std::size_t at8x8 = field.block8x8(2 * mbX + block.x / 8, 2 * mbY + block.y / 8);
+    const std::size_t at4x4 = field.block4x4(4 * mbX + block.x / 4, 4 * mbY + block.y / 4);
     const std::array<int, 2> refIdx{field.refIdx[0][at8x8], field.refIdx[1][at8x8]};
     if (refIdx[0] >= 0 && refIdx[1] >= 0) {
         predictFromTwo(block, static_cast<std::size_t>(refIdx[0]), field.vectors[0][at4x4],
@@ -119,14 +123,20 @@ void InterPredictor::predictBlock(const Block& block)
     }
     const std::size_t list = refIdx[0] >= 0 ? 0 : 1;
     const auto index = static_cast<std::size_t>(refIdx[list]);
-    fetch(slice_.references[list][index], field.vectors[list][at4x4], block, targetOf(block));
+    fetch(references_->lists[list][index], field.vectors[list][at4x4], block, targetOf(block));
     if (explicitWeights_)
         weighOne(block, list, index);
 }
 
+// The two fields of a frame share its weights (8.4.2.3).
+const PredictionWeight& InterPredictor::weightsOf(std::size_t list, std::size_t refIdx) const
+{
+    return slice_.header.weights[list][isFieldOfPair_ ? refIdx / 2 : refIdx];
+}
+
 void InterPredictor::weighOne(const Block& block, std::size_t list, std::size_t refIdx) const
 {
-    const PredictionWeight& weights = slice_.header.weights[list][refIdx];
+    const PredictionWeight& weights = weightsOf(list, refIdx);
     const Target target = targetOf(block);
     for (std::size_t i = 0; i < planeCount_; i++) {
         const int shift = i == 0 ? 0 : 1;
@@ -144,8 +154,8 @@ void InterPredictor::predictFromTwo(const Block& block, std::size_t refIdx0, Vec
 {
     const Target first = targetOf(predictions_[0]);
     const Target second = targetOf(predictions_[1]);
-    fetch(slice_.references[0][refIdx0], vector0, block, first);
-    fetch(slice_.references[1][refIdx1], vector1, block, second);
+    fetch(references_->lists[0][refIdx0], vector0, block, first);
+    fetch(references_->lists[1][refIdx1], vector1, block, second);
     const Target target = targetOf(block);
     for (std::size_t i = 0; i < planeCount_; i++) {
         const int shift = i == 0 ? 0 : 1;
@@ -153,13 +163,13 @@ void InterPredictor::predictFromTwo(const Block& block, std::size_t refIdx0, Vec
         const auto step = static_cast<uint32_t>(first.steps[i]);
         const auto targetStep = static_cast<uint32_t>(target.steps[i]);
         if (explicitWeights_) {
-            const PredictionWeight& w0 = slice_.header.weights[0][refIdx0];
-            const PredictionWeight& w1 = slice_.header.weights[1][refIdx1];
+            const PredictionWeight& w0 = weightsOf(0, refIdx0);
+            const PredictionWeight& w1 = weightsOf(1, refIdx1);
             const int log2Wd = slice_.header.log2WeightDenominator[i == 0 ? 0 : 1];
             keliBiDirWeightBlock_H264_8u_P2P1R(first.samples[i], second.samples[i], target.samples[i], step,
                                                targetStep, log2Wd, w0.weight[i], w0.offset[i], w1.weight[i],
                                                w1.offset[i], size);
-        } else if (const auto& weights = slice_.implicitWeights[refIdx0][refIdx1];
+        } else if (const auto& weights = references_->implicitWeights[refIdx0][refIdx1];
                    implicitWeights_ && weights[0] != weights[1]) {
             keliBiDirWeightBlockImplicit_H264_8u_P2P1R(first.samples[i], second.samples[i], target.samples[i],
                                                        first.steps[i], target.steps[i], weights[0],
@@ -181,7 +191,7 @@ void InterPredictor::fetch(const ReferencePicture& reference, Vector vector, con
         return;
     Vector chroma = vector;
     // 8.4.1.4: chroma of fields of opposite parity is a quarter of its sample distance apart.
-    if (slice_.picture.isField() && reference.structure != slice_.picture.structure)
+    if (place_.isField() && reference.structure != place_.structure)
         chroma.y = static_cast<int16_t>(chroma.y + (reference.structure == Structure::bottom ? -2 : 2));
     for (std::size_t i = 1; i < 3; i++)
         fetchChroma(surface.planes[i], chroma, block, target.samples[i], target.steps[i]);
@@ -190,7 +200,8 @@ void InterPredictor::fetch(const ReferencePicture& reference, Vector vector, con
 void InterPredictor::fetchLuma(const Surface::Plane& plane, Vector vector, const Block& block,
                                const Target& target) const
 {
-    const Position position = hold(plane, block.x + (vector.x >> 2), block.y + (vector.y >> 2));
+    const Position position =
+        hold(plane, place_.x + block.x + (vector.x >> 2), place_.y + block.y + (vector.y >> 2));
     const int dx = vector.x & 3;
     const int dy = vector.y & 3;
     const RoiSize size{block.width, block.height};
@@ -215,7 +226,8 @@ void InterPredictor::fetchLuma(const Surface::Plane& plane, Vector vector, const
 void InterPredictor::fetchChroma(const Surface::Plane& plane, Vector vector, const Block& block, uint8_t* dst,
                                  int32_t step) const
 {
-    const Position position = hold(plane, block.x / 2 + (vector.x >> 3), block.y / 2 + (vector.y >> 3));
+    const Position position =
+        hold(plane, (place_.x + block.x) / 2 + (vector.x >> 3), (place_.y + block.y) / 2 + (vector.y >> 3));
     const int dx = vector.x & 7;
     const int dy = vector.y & 7;
     const RoiSize size{block.width / 2, block.height / 2};

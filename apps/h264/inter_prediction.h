@@ -17,7 +17,7 @@ public:
     void predict(int address, const Macroblock& macroblock);
 
 private:
-    // A partition, in luma samples of the picture.
+    // A partition, in luma samples from the first of the macroblock.
     struct Block {
         int x;
         int y;
@@ -39,6 +39,7 @@ private:
     void predictBlock(const Block& block);
     void predictFromTwo(const Block& block, std::size_t refIdx0, Vector vector0, std::size_t refIdx1,
                         Vector vector1);
+    const PredictionWeight& weightsOf(std::size_t list, std::size_t refIdx) const;
     void weighOne(const Block& block, std::size_t list, std::size_t refIdx) const;
     void fetch(const ReferencePicture& reference, Vector vector, const Block& block,
                const Target& target) const;
@@ -54,6 +55,13 @@ private:
     bool explicitWeights_;
     bool implicitWeights_;
     std::size_t planeCount_;
+
+    // Of the current macroblock
+    Place place_{};
+    int address_ = 0;
+    const References* references_ = nullptr;
+    bool isFieldOfPair_ = false;
+
     std::array<Prediction, 2> predictions_;
 };
 

@@ -83,9 +83,9 @@ void accumulateLosslessResidual(Macroblock& macroblock)
     const auto packed = macroblock.coefficients;
     const int16_t* source = packed.data();
     int16_t* target = macroblock.coefficients.data();
-    uint32_t& coded = macroblock.codedBlocks;
-    const auto bit = [](uint32_t set, std::size_t i) { return (set >> i & 1) != 0; };
-    const uint32_t before = coded;
+    uint64_t& coded = macroblock.codedBlocks;
+    const auto bit = [](uint64_t set, std::size_t i) { return (set >> i & 1) != 0; };
+    const uint64_t before = coded;
 
     if (macroblock.kind == MbKind::intra16x16) {
         const Direction direction = directionOf(macroblock.intra16x16Mode);

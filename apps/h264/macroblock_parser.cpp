@@ -1,22 +1,12 @@
 #include "h264/macroblock_parser.h"
 
-#include "h264/cavlc_tables.h"
 #include "h264/scan.h"
-#include "h264/syntax.h"
-
-#include <kelvcpx/h264_residual.h>
 
 #include <algorithm>
-#include <numeric>
+#include <array>
 
 namespace kelvcpx::app::h264 {
 namespace {
-
-void check(Status status)
-{
-    if (status != StatusOk)
-        throw DamagedUnit("a residual block has an invalid code");
-}
 
 // Shapes and lists of macroblock types 1 to 21 of B slices (table 7-14), by type: the lists of both
 // partitions.
@@ -44,19 +34,6 @@ constexpr SubType subTypesOfB[] = {{Partitioning::whole, fromList0},      {Parti
                                    {Partitioning::twoColumns, both},      {Partitioning::four, fromList0},
                                    {Partitioning::four, fromList1},       {Partitioning::four, both}};
 
-// coded_block_pattern by codeNum (table 9-4): intra, inter; with chroma and without.
-constexpr uint8_t patternsWithChroma[2][48] = {
-    {47, 31, 15, 0,  23, 27, 29, 30, 7, 11, 13, 14, 39, 43, 45, 46, 16, 3,  5,  10, 12, 19, 21, 26,
-     28, 35, 37, 42, 44, 1,  2,  4,  8, 17, 18, 20, 24, 6,  9,  22, 25, 32, 33, 34, 36, 40, 38, 41},
-    {0,  16, 1,  2,  4,  8,  32, 3,  5,  10, 12, 15, 47, 7,  11, 13, 14, 6,  9,  31, 35, 37, 42, 44,
-     33, 34, 36, 40, 39, 43, 45, 46, 17, 18, 20, 24, 19, 21, 26, 28, 23, 27, 29, 30, 22, 25, 38, 41}};
-constexpr uint8_t patternsWithoutChroma[2][16] = {{15, 0, 7, 11, 13, 14, 3, 5, 10, 12, 1, 2, 4, 8, 6, 9},
-                                                  {0, 1, 2, 4, 8, 3, 5, 10, 12, 15, 7, 11, 13, 14, 6, 9}};
-
-constexpr int firstIntraTypeOfP = 5;
-constexpr int firstIntraTypeOfB = 23;
-constexpr int pcmType = 25;
-
 // 8x8 blocks of each partition.
 constexpr std::array<std::array<int, 4>, 3> partitionOfBlock = {{{0, 0, 0, 0}, {0, 0, 1, 1}, {0, 1, 0, 1}}};
 
@@ -67,45 +44,115 @@ constexpr int partitionOf(Partitioning partitioning, std::size_t block)
                : partitionOfBlock[static_cast<std::size_t>(partitioning)][block];
 }
 
+// Calls visit(8x8 block, area) for every partition and sub-macroblock partition that has vectors.
+template <class Visitor>
+void forEachPartition(const Macroblock& macroblock, Visitor visit)
+{
+    const bool isFour = macroblock.partitioning == Partitioning::four;
+    for (std::size_t block = 0; block < 4; block++) {
+        const int x = static_cast<int>(block % 2) * 2;
+        const int y = static_cast<int>(block / 2) * 2;
+        const bool rows = macroblock.partitioning == Partitioning::twoRows;
+        const bool columns = macroblock.partitioning == Partitioning::twoColumns;
+        if (macroblock.direct[block] || (!isFour && ((x > 0 && !columns) || (y > 0 && !rows))))
+            continue;
+        if (!isFour) {
+            visit(block, BlockArea{x, y, columns ? 2 : 4, rows ? 2 : 4});
+            continue;
+        }
+        const Partitioning sub = macroblock.subPartitioning[block];
+        const int width = sub == Partitioning::twoColumns || sub == Partitioning::four ? 1 : 2;
+        const int height = sub == Partitioning::twoRows || sub == Partitioning::four ? 1 : 2;
+        for (int dy = 0; dy < 2; dy += height)
+            for (int dx = 0; dx < 2; dx += width)
+                visit(block, BlockArea{x + dx, y + dy, width, height});
+    }
+}
+
+// Raster index by position in the scan of the chroma DCs: 2x2 in 4:2:0, 2 wide and 4 high in 4:2:2
+// (8.5.11.1).
+constexpr std::array<int32_t, 4> chromaDcScan420 = {0, 1, 2, 3};
+constexpr std::array<int32_t, 8> chromaDcScan422 = {0, 2, 1, 4, 6, 3, 5, 7};
+
 } // namespace
 
-MacroblockParser::MacroblockParser(const SliceContext& slice, BitReader& reader)
-    : slice_(slice), reader_(reader), qp_(slice.header.qp)
+template <class Reader>
+MacroblockParser<Reader>::MacroblockParser(const SliceContext& slice, BitReader& reader)
+    : slice_(slice), reader_(slice, reader), qp_(slice.header.qp),
+      qpRange_(6 * (slice.picture.sequence.bitDepthLuma - 8))
 {}
 
-void MacroblockParser::parse(int address, Macroblock& macroblock)
+template <class Reader>
+void MacroblockParser<Reader>::startMacroblock(int address, Macroblock& macroblock)
 {
-    neighbours_ = neighboursOf(slice_.picture, slice_.number, address);
     info_ = &slice_.picture.at(address);
+    current_ = {address, Neighbourhood(slice_.picture, slice_.number, address), info_, &macroblock};
+    reader_.startMacroblock(current_);
+    macroblock.field = slice_.picture.isField() || info_->field;
+    info_->skipped = false;
+    info_->isDirect = false;
+    info_->directBlocks = 0;
+    info_->chromaMode = 0;
+    info_->codedDcs = 0;
+    info_->codedLuma = 0;
+    info_->totalCoeff.fill(0);
+    info_->intraModes.fill(intraDcMode);
+    if (!slice_.picture.mvds.empty())
+        slice_.picture.mvds[static_cast<std::size_t>(address)] = {};
+}
+
+template <class Reader>
+void MacroblockParser<Reader>::parse(int address, Macroblock& macroblock)
+{
+    startMacroblock(address, macroblock);
     parseType(macroblock);
     info_->kind = macroblock.kind;
     if (macroblock.kind == MbKind::pcm) {
         parsePcm(macroblock);
         return;
     }
-    if (macroblock.kind == MbKind::inter) {
-        if (macroblock.partitioning == Partitioning::four && !macroblock.isDirect())
-            parseSubTypes(macroblock);
-        parseReferences(macroblock);
-        parseVectors(macroblock);
-    } else {
-        if (macroblock.kind == MbKind::intra4x4 && slice_.set.transform8x8 && reader_.readFlag())
-            macroblock.kind = MbKind::intra8x8;
-        macroblock.transform8x8 = macroblock.kind == MbKind::intra8x8;
-        info_->kind = macroblock.kind;
-        parseIntraModes(macroblock);
-    }
+    if (macroblock.kind == MbKind::inter)
+        parseInter(macroblock);
+    else
+        parseIntra(macroblock);
     parsePatternAndQp(macroblock);
     info_->transform8x8 = macroblock.transform8x8;
-    info_->qp = static_cast<uint8_t>(macroblock.qp);
-    parseResidual(macroblock);
-    if (reader_.pastEnd())
+    info_->codedBlockPattern = static_cast<uint8_t>(macroblock.codedBlockPattern);
+    info_->qp = static_cast<int8_t>(qp_);
+    if (slice_.picture.sequence.bitDepthLuma > 8)
+        parseResidual<int32_t>(macroblock);
+    else
+        parseResidual<int16_t>(macroblock);
+    if (reader_.isPastEnd())
         throw DamagedUnit("a slice is cut off");
 }
 
-void MacroblockParser::parseType(Macroblock& macroblock)
+template <class Reader>
+void MacroblockParser<Reader>::skip(int address)
 {
-    const int type = readUe();
+    const bool isB = slice_.header.isB();
+    MbInfo& info = slice_.picture.at(address);
+    info.kind = MbKind::inter;
+    info.skipped = true;
+    info.isDirect = isB;
+    info.directBlocks = isB ? 15 : 0;
+    info.transform8x8 = false;
+    info.chromaMode = 0;
+    info.codedBlockPattern = 0;
+    info.codedDcs = 0;
+    info.qp = static_cast<int8_t>(qp_);
+    info.codedLuma = 0;
+    info.intraModes.fill(intraDcMode);
+    info.totalCoeff.fill(0);
+    if (!slice_.picture.mvds.empty())
+        slice_.picture.mvds[static_cast<std::size_t>(address)] = {};
+    reader_.noteNoQpDelta();
+}
+
+template <class Reader>
+void MacroblockParser<Reader>::parseType(Macroblock& macroblock)
+{
+    const int type = reader_.mbType();
     const SliceType sliceType = slice_.header.type;
     const int firstIntra = sliceType == SliceType::i   ? 0
                            : sliceType == SliceType::p ? firstIntraTypeOfP
@@ -124,6 +171,8 @@ void MacroblockParser::parseType(Macroblock& macroblock)
     if (type == 0 || type == 22) {
         macroblock.partitioning = Partitioning::four;
         macroblock.direct.fill(type == 0);
+        info_->isDirect = type == 0;
+        info_->directBlocks = type == 0 ? 15 : 0;
         return;
     }
     if (type <= 3) {
@@ -137,7 +186,8 @@ void MacroblockParser::parseType(Macroblock& macroblock)
 }
 
 // Table 7-11.
-void MacroblockParser::parseIntraType(int type, Macroblock& macroblock)
+template <class Reader>
+void MacroblockParser<Reader>::parseIntraType(int type, Macroblock& macroblock)
 {
     if (type > pcmType)
         throw DamagedUnit("a macroblock type is out of range");
@@ -152,26 +202,60 @@ void MacroblockParser::parseIntraType(int type, Macroblock& macroblock)
     }
 }
 
-void MacroblockParser::parsePcm(Macroblock& macroblock)
+template <class Reader>
+void MacroblockParser<Reader>::parsePcm(Macroblock& macroblock)
 {
-    reader_.alignToByte();
-    const std::size_t samples = slice_.picture.target.planeCount == 1 ? 256 : 384;
-    if (reader_.bitsLeft() < 8 * samples)
+    const SequenceParameterSet& sequence = slice_.picture.sequence;
+    const std::size_t chroma = slice_.picture.target.planeCount == 1
+                                   ? 0
+                                   : 2 * 16 * static_cast<std::size_t>(slice_.picture.chromaBlocks());
+    const auto depthOf = [&](std::size_t i) {
+        return i < 256 ? sequence.bitDepthLuma : sequence.bitDepthChroma;
+    };
+    BitReader& samples = reader_.startPcm();
+    if (samples.bitsLeft() <
+        256 * static_cast<std::size_t>(depthOf(0)) + chroma * static_cast<std::size_t>(depthOf(256)))
         throw DamagedUnit("a slice is cut off");
-    for (std::size_t i = 0; i < samples; i++)
-        macroblock.coefficients[i] = static_cast<int16_t>(reader_.read(8));
-    info_->intraModes.fill(intraDcMode);
+    for (std::size_t i = 0; i < 256 + chroma; i++) {
+        if (sequence.bitDepthLuma > 8)
+            macroblock.wideCoefficients[i] = samples.readInt(depthOf(i));
+        else
+            macroblock.coefficients[i] = static_cast<int16_t>(samples.read(8));
+    }
+    reader_.endPcm();
+    reader_.noteNoQpDelta();
     info_->totalCoeff.fill(16);
     info_->codedLuma = 0xFFFF;
+    info_->codedDcs = 7;
+    info_->codedBlockPattern = 47;
     info_->transform8x8 = false;
-    info_->qp = 0;
-    macroblock.qp = qp_;
+    info_->qp = 0; // to the deblocking filter
+    macroblock.qp = 0;
+}
+
+template <class Reader>
+void MacroblockParser<Reader>::parseIntra(Macroblock& macroblock)
+{
+    if (macroblock.kind == MbKind::intra4x4 && slice_.set.transform8x8 && reader_.transform8x8Flag())
+        macroblock.kind = MbKind::intra8x8;
+    macroblock.transform8x8 = macroblock.kind == MbKind::intra8x8;
+    info_->kind = macroblock.kind;
+    parseIntraModes(macroblock);
+}
+
+template <class Reader>
+void MacroblockParser<Reader>::parseInter(Macroblock& macroblock)
+{
+    if (macroblock.partitioning == Partitioning::four && !macroblock.isDirect())
+        parseSubTypes(macroblock);
+    parseReferences(macroblock);
+    parseVectors(macroblock);
 }
 
 // 8.3.1.1, 8.3.2.1
-void MacroblockParser::parseIntraModes(Macroblock& macroblock)
+template <class Reader>
+void MacroblockParser<Reader>::parseIntraModes(Macroblock& macroblock)
 {
-    info_->intraModes.fill(intraDcMode);
     if (macroblock.kind != MbKind::intra16x16) {
         const std::size_t size = macroblock.transform8x8 ? 2 : 1; // of a block, in 4x4 blocks
         for (std::size_t i = 0; i < 16 / (size * size); i++) {
@@ -179,10 +263,8 @@ void MacroblockParser::parseIntraModes(Macroblock& macroblock)
             const std::size_t x = raster % 4;
             const std::size_t y = raster / 4;
             int mode = predictedIntraMode(x, y);
-            if (!reader_.readFlag()) {
-                const int remaining = reader_.readInt(3);
+            if (const int remaining = reader_.remainingIntraMode(); remaining >= 0)
                 mode = remaining + (remaining >= mode ? 1 : 0);
-            }
             macroblock.intraModes[i] = static_cast<uint32_t>(mode);
             for (std::size_t dy = 0; dy < size; dy++)
                 for (std::size_t dx = 0; dx < size; dx++)
@@ -190,32 +272,37 @@ void MacroblockParser::parseIntraModes(Macroblock& macroblock)
         }
     }
     if (slice_.picture.target.planeCount > 1)
-        macroblock.chromaMode = static_cast<uint32_t>(readUeUpTo(reader_, 3));
+        macroblock.chromaMode = static_cast<uint32_t>(reader_.intraChromaMode());
+    info_->chromaMode = static_cast<uint8_t>(macroblock.chromaMode);
 }
 
-int MacroblockParser::predictedIntraMode(std::size_t x, std::size_t y) const
+template <class Reader>
+int MacroblockParser<Reader>::predictedIntraMode(std::size_t x, std::size_t y) const
 {
     // The mode of a block in a neighbouring macroblock; -1 if the prediction is DC because of it.
-    const auto modeIn = [&](int address, std::size_t block) {
-        if (address < 0)
+    const auto modeIn = [&](const Neighbour& neighbour, std::size_t column) {
+        if (!neighbour.isAvailable())
             return -1;
-        const MbInfo& neighbour = slice_.picture.at(address);
-        if (neighbour.kind == MbKind::inter)
+        const MbInfo& info = slice_.picture.at(neighbour.address);
+        if (info.kind == MbKind::inter)
             return slice_.set.constrainedIntraPrediction ? -1 : static_cast<int>(intraDcMode);
-        return static_cast<int>(neighbour.intraModes[block]);
+        return static_cast<int>(info.intraModes[static_cast<std::size_t>(neighbour.row) / 4 * 4 + column]);
     };
-    const int left = x > 0 ? info_->intraModes[4 * y + x - 1] : modeIn(neighbours_.left, 4 * y + 3);
-    const int top = y > 0 ? info_->intraModes[4 * (y - 1) + x] : modeIn(neighbours_.top, 12 + x);
+    const int left =
+        x > 0 ? info_->intraModes[4 * y + x - 1] : modeIn(current_.around.left(static_cast<int>(4 * y)), 3);
+    const int top = y > 0 ? info_->intraModes[4 * (y - 1) + x] : modeIn(current_.around.top(), x);
     return left < 0 || top < 0 ? intraDcMode : std::min(left, top);
 }
 
-void MacroblockParser::parseSubTypes(Macroblock& macroblock)
+template <class Reader>
+void MacroblockParser<Reader>::parseSubTypes(Macroblock& macroblock)
 {
     const bool isB = slice_.header.isB();
     for (std::size_t block = 0; block < 4; block++) {
-        int type = readUe();
+        int type = reader_.subMbType();
         if (isB && type == 0) {
             macroblock.direct[block] = true;
+            info_->directBlocks = static_cast<uint8_t>(info_->directBlocks | 1 << block);
             continue;
         }
         if (isB)
@@ -228,56 +315,42 @@ void MacroblockParser::parseSubTypes(Macroblock& macroblock)
     }
 }
 
-void MacroblockParser::parseReferences(Macroblock& macroblock)
+template <class Reader>
+void MacroblockParser<Reader>::parseReferences(Macroblock& macroblock)
 {
     for (std::size_t list = 0; list < 2; list++) {
-        const int most = slice_.header.refCount[list] - 1;
+        const int most = slice_.header.refCount[list] * (info_->field ? 2 : 1) - 1;
         std::array<int8_t, 4>& indices = macroblock.refIdx[list];
         indices.fill(-1);
         // Partitions come in the order of their first 8x8 blocks, each of them once.
-        std::array<int8_t, 4> ofPartition;
-        ofPartition.fill(-2);
         for (std::size_t block = 0; block < 4; block++) {
-            if (macroblock.direct[block] || (macroblock.lists[block] >> list & 1) == 0)
+            if (indices[block] >= 0 || macroblock.direct[block] || (macroblock.lists[block] >> list & 1) == 0)
                 continue;
-            const auto partition = static_cast<std::size_t>(partitionOf(macroblock.partitioning, block));
-            if (ofPartition[partition] == -2)
-                ofPartition[partition] =
-                    static_cast<int8_t>(macroblock.referenceZero || most == 0 ? 0 : readTe(reader_, most));
-            indices[block] = ofPartition[partition];
+            const int refIdx = macroblock.referenceZero || most == 0 ? 0 : reader_.refIdx(list, block, most);
+            for (std::size_t other = block; other < 4; other++)
+                if (partitionOf(macroblock.partitioning, other) ==
+                    partitionOf(macroblock.partitioning, block))
+                    indices[other] = static_cast<int8_t>(refIdx);
         }
     }
 }
 
-void MacroblockParser::parseVectors(Macroblock& macroblock)
+template <class Reader>
+void MacroblockParser<Reader>::parseVectors(Macroblock& macroblock)
 {
     for (std::size_t list = 0; list < 2; list++) {
-        const auto read = [&](std::size_t block4x4) {
-            const int x = readSe();
-            const int y = readSe();
-            macroblock.mvd[list][block4x4] = {static_cast<int16_t>(x), static_cast<int16_t>(y)};
-        };
-        for (std::size_t block = 0; block < 4; block++) {
-            const bool first = block == 0 || partitionOf(macroblock.partitioning, block) >
-                                                 partitionOf(macroblock.partitioning, block - 1);
-            const bool startsPartition =
-                macroblock.partitioning == Partitioning::twoColumns ? block < 2 : first;
-            if (!startsPartition || macroblock.direct[block] || (macroblock.lists[block] >> list & 1) == 0)
-                continue;
-            const Partitioning sub = macroblock.subPartitioning[block];
-            read(4 * block);
-            if (sub == Partitioning::twoColumns || sub == Partitioning::four)
-                read(4 * block + 1);
-            if (sub == Partitioning::twoRows || sub == Partitioning::four)
-                read(4 * block + 2);
-            if (sub == Partitioning::four)
-                read(4 * block + 3);
-        }
+        forEachPartition(macroblock, [&](std::size_t block, const BlockArea& area) {
+            if ((macroblock.lists[block] >> list & 1) == 0)
+                return;
+            const std::size_t first = rasterOfBlock[static_cast<std::size_t>(4 * area.y + area.x)];
+            macroblock.mvd[list][first] = reader_.mvd(list, area);
+        });
     }
 }
 
 // Whether transform_size_8x8_flag follows the pattern of an inter macroblock.
-bool MacroblockParser::allowsTransform8x8(const Macroblock& macroblock) const
+template <class Reader>
+bool MacroblockParser<Reader>::allowsTransform8x8(const Macroblock& macroblock) const
 {
     if (!slice_.set.transform8x8 || macroblock.kind != MbKind::inter ||
         (macroblock.codedBlockPattern & 15) == 0)
@@ -290,172 +363,107 @@ bool MacroblockParser::allowsTransform8x8(const Macroblock& macroblock) const
     return true;
 }
 
-void MacroblockParser::parsePatternAndQp(Macroblock& macroblock)
+template <class Reader>
+void MacroblockParser<Reader>::parsePatternAndQp(Macroblock& macroblock)
 {
     if (macroblock.kind != MbKind::intra16x16) {
-        const std::size_t column = macroblock.kind == MbKind::inter ? 1 : 0;
-        if (slice_.picture.target.planeCount > 1)
-            macroblock.codedBlockPattern = patternsWithChroma[column][readUeUpTo(reader_, 47)];
-        else
-            macroblock.codedBlockPattern = patternsWithoutChroma[column][readUeUpTo(reader_, 15)];
+        macroblock.codedBlockPattern = reader_.codedBlockPattern();
         if (allowsTransform8x8(macroblock))
-            macroblock.transform8x8 = reader_.readFlag();
+            macroblock.transform8x8 = reader_.transform8x8Flag();
     }
-    if (macroblock.codedBlockPattern != 0 || macroblock.kind == MbKind::intra16x16)
-        qp_ = (qp_ + readSeWithin(reader_, -26, 25) + 52) % 52;
-    macroblock.qp = qp_;
-    macroblock.lossless = slice_.picture.sequence.losslessAtZero && qp_ == 0;
+    if (macroblock.codedBlockPattern != 0 || macroblock.kind == MbKind::intra16x16) {
+        const int delta = reader_.qpDelta();
+        if (delta < -26 - qpRange_ / 2 || delta > 25 + qpRange_ / 2)
+            throw DamagedUnit("a quantiser changes too much");
+        const int count = 52 + qpRange_;
+        qp_ = (qp_ + delta + count + qpRange_) % count - qpRange_;
+    } else {
+        reader_.noteNoQpDelta();
+    }
+    macroblock.qp = qp_ + qpRange_;
+    macroblock.lossless = slice_.picture.sequence.losslessAtZero && macroblock.qp == 0;
 }
 
-int MacroblockParser::parseBlock(int16_t** coefficients, int nC, int16_t maxNumCoeff, const int32_t* scan)
+template <class Reader>
+template <class Coefficient>
+void MacroblockParser<Reader>::parseResidual(Macroblock& macroblock)
 {
-    const CavlcTables& tables = cavlcTables();
-    uint16_t total = 0;
-    check(keliDecodeCAVLCCoeffs_H264_1u16s(reader_.word(), reader_.offset(), &total, coefficients, nC,
-                                           maxNumCoeff, tables.coeffToken, tables.totalZeros,
-                                           tables.runBefore, scan));
-    return total;
-}
-
-// 9.2.1: from the numbers of coefficients of the blocks to the left and above.
-int MacroblockParser::totalCoeffContext(std::size_t component, int width, int x, int y) const
-{
-    const std::size_t first = component == 0 ? 0 : 12 + 4 * component;
-    const auto count = [&](int address, int column, int row) {
-        return address < 0 ? -1
-                           : static_cast<int>(
-                                 slice_.picture.at(address)
-                                     .totalCoeff[first + static_cast<std::size_t>(row * width + column)]);
-    };
-    const auto own = [&](int column, int row) {
-        return static_cast<int>(info_->totalCoeff[first + static_cast<std::size_t>(row * width + column)]);
-    };
-    const int left = x > 0 ? own(x - 1, y) : count(neighbours_.left, width - 1, y);
-    const int top = y > 0 ? own(x, y - 1) : count(neighbours_.top, x, width - 1);
-    if (left >= 0 && top >= 0)
-        return (left + top + 1) >> 1;
-    return std::max({left, top, 0});
-}
-
-void MacroblockParser::parseResidual(Macroblock& macroblock)
-{
-    info_->totalCoeff.fill(0);
-    info_->codedLuma = 0;
     macroblock.codedBlocks = 0;
-    int16_t* next = macroblock.coefficients.data();
-    if (macroblock.kind == MbKind::intra16x16) {
-        const Scan scan = slice_.picture.isField() ? Scan::field : Scan::frame;
-        if (parseBlock(&next, totalCoeffContext(0, 4, 0, 0), 16, scan4x4(scan).data()) > 0)
-            macroblock.codedBlocks |= 1;
+    Coefficient* next = macroblock.packed<Coefficient>();
+    const int32_t* const scan = scan4x4(macroblock.field ? Scan::field : Scan::frame).data();
+    if (macroblock.kind == MbKind::intra16x16 &&
+        reader_.block(ResidualBlock{BlockKind::lumaDc, 0, 0, 0, scan}, &next) > 0) {
+        macroblock.codedBlocks |= 1;
+        info_->codedDcs = 1;
     }
-    if (macroblock.transform8x8)
-        parseLuma8x8(macroblock, &next, macroblock.codedBlocks);
-    else
-        parseLuma4x4(macroblock, &next, macroblock.codedBlocks);
+    parseLuma(macroblock, &next);
     if (slice_.picture.target.planeCount > 1)
-        parseChroma(macroblock, &next, macroblock.codedBlocks);
+        parseChroma(macroblock, &next);
 }
 
-void MacroblockParser::parseLuma4x4(const Macroblock& macroblock, int16_t** coefficients,
-                                    uint32_t& codedBlocks)
+template <class Reader>
+template <class Coefficient>
+void MacroblockParser<Reader>::parseLuma(Macroblock& macroblock, Coefficient** coefficients)
 {
-    const int32_t* const scan = scan4x4(slice_.picture.isField() ? Scan::field : Scan::frame).data();
-    const int16_t maxNumCoeff = macroblock.kind == MbKind::intra16x16 ? 15 : 16;
-    for (std::size_t block = 0; block < 16; block++) {
-        if ((macroblock.codedBlockPattern >> (block / 4) & 1) == 0)
+    const Scan mode = macroblock.field ? Scan::field : Scan::frame;
+    const int32_t* const scan = scan4x4(mode).data();
+    const BlockKind kind = macroblock.kind == MbKind::intra16x16 ? BlockKind::lumaAc : BlockKind::luma4x4;
+    for (std::size_t block8x8 = 0; block8x8 < 4; block8x8++) {
+        if ((macroblock.codedBlockPattern >> block8x8 & 1) == 0)
             continue;
-        const std::size_t raster = rasterOfBlock[block];
-        const int nC = totalCoeffContext(0, 4, static_cast<int>(raster % 4), static_cast<int>(raster / 4));
-        const int total = parseBlock(coefficients, nC, maxNumCoeff, scan);
-        info_->totalCoeff[raster] = static_cast<uint8_t>(total);
-        if (total > 0) {
-            codedBlocks |= 2u << block;
-            info_->codedLuma = static_cast<uint16_t>(info_->codedLuma | 1u << raster);
+        const int x = static_cast<int>(block8x8 % 2) * 2;
+        const int y = static_cast<int>(block8x8 / 2) * 2;
+        if (macroblock.transform8x8) {
+            const ResidualBlock block{BlockKind::luma8x8, 0, x, y, scan8x8(mode).data()};
+            if (reader_.block8x8(block, coefficients) > 0) {
+                macroblock.codedBlocks |= uint64_t{1} << block8x8;
+                info_->codedLuma = static_cast<uint16_t>(info_->codedLuma | 0x33 << (4 * y + x));
+            }
+            continue;
         }
-    }
-}
-
-// The coefficients of an 8x8 block are dealt to four 4x4 blocks in turn (7.3.5.3.2).
-void MacroblockParser::parseLuma8x8(const Macroblock& macroblock, int16_t** coefficients,
-                                    uint32_t& codedBlocks)
-{
-    static constexpr auto inOrder = [] {
-        std::array<int32_t, 16> order{};
-        std::iota(order.begin(), order.end(), 0);
-        return order;
-    }();
-    const auto& scan = scan8x8(slice_.picture.isField() ? Scan::field : Scan::frame);
-    for (std::size_t block = 0; block < 4; block++) {
-        if ((macroblock.codedBlockPattern >> block & 1) == 0)
-            continue;
-        int16_t* const target = *coefficients;
-        std::fill_n(target, 64, int16_t{0});
-        bool coded = false;
-        uint32_t covered = 0;
-        for (std::size_t part = 0; part < 4; part++) {
-            const std::size_t raster = rasterOfBlock[4 * block + part];
-            const int nC =
-                totalCoeffContext(0, 4, static_cast<int>(raster % 4), static_cast<int>(raster / 4));
-            std::array<int16_t, 16> levels;
-            int16_t* next = levels.data();
-            const int total = parseBlock(&next, nC, 16, inOrder.data());
+        for (int i = 0; i < 4; i++) {
+            const ResidualBlock block{kind, 0, x + i % 2, y + i / 2, scan};
+            const int total = reader_.block(block, coefficients);
+            const std::size_t raster = block.indexOf(block.x, block.y);
             info_->totalCoeff[raster] = static_cast<uint8_t>(total);
-            covered |= 1u << raster;
-            coded = coded || total > 0;
-            for (std::size_t i = 0; total > 0 && i < 16; i++)
-                target[scan[4 * i + part]] = levels[i];
-        }
-        if (coded) {
-            *coefficients += 64;
-            codedBlocks |= 1u << block;
-            info_->codedLuma = static_cast<uint16_t>(info_->codedLuma | covered);
+            if (total > 0) {
+                macroblock.codedBlocks |= uint64_t{2} << (4 * block8x8 + static_cast<std::size_t>(i));
+                info_->codedLuma = static_cast<uint16_t>(info_->codedLuma | 1u << raster);
+            }
         }
     }
 }
 
-void MacroblockParser::parseChroma(const Macroblock& macroblock, int16_t** coefficients,
-                                   uint32_t& codedBlocks)
+template <class Reader>
+template <class Coefficient>
+void MacroblockParser<Reader>::parseChroma(Macroblock& macroblock, Coefficient** coefficients)
 {
     const int pattern = macroblock.codedBlockPattern >> 4;
-    const CavlcTables& tables = cavlcTables();
+    const auto blocks = static_cast<std::size_t>(slice_.picture.chromaBlocks());
+    const int32_t* const dcScan = slice_.picture.is422() ? chromaDcScan422.data() : chromaDcScan420.data();
     for (std::size_t component = 0; pattern != 0 && component < 2; component++) {
-        uint16_t total = 0;
-        check(keliDecodeCAVLCChromaDcCoeffs_H264_1u16s(reader_.word(), reader_.offset(), &total, coefficients,
-                                                       tables.coeffTokenChromaDc, tables.totalZerosChromaDc,
-                                                       tables.runBefore));
-        if (total > 0)
-            codedBlocks |= 1u << (17 + component);
+        if (reader_.block(ResidualBlock{BlockKind::chromaDc, component + 1, 0, 0, dcScan}, coefficients) >
+            0) {
+            macroblock.codedBlocks |= uint64_t{1} << (17 + component);
+            info_->codedDcs = static_cast<uint8_t>(info_->codedDcs | 2 << component);
+        }
     }
     if (pattern != 2)
         return;
-    const int32_t* const scan = scan4x4(slice_.picture.isField() ? Scan::field : Scan::frame).data();
+    const int32_t* const scan = scan4x4(macroblock.field ? Scan::field : Scan::frame).data();
     for (std::size_t component = 0; component < 2; component++) {
-        for (std::size_t block = 0; block < 4; block++) {
-            const int nC =
-                totalCoeffContext(component + 1, 2, static_cast<int>(block % 2), static_cast<int>(block / 2));
-            const int total = parseBlock(coefficients, nC, 15, scan);
-            info_->totalCoeff[16 + 4 * component + block] = static_cast<uint8_t>(total);
+        for (std::size_t i = 0; i < blocks; i++) {
+            const ResidualBlock block{BlockKind::chromaAc, component + 1, static_cast<int>(i % 2),
+                                      static_cast<int>(i / 2), scan};
+            const int total = reader_.block(block, coefficients);
+            info_->totalCoeff[block.indexOf(block.x, block.y)] = static_cast<uint8_t>(total);
             if (total > 0)
-                codedBlocks |= 1u << (19 + 4 * component + block);
+                macroblock.codedBlocks |= uint64_t{1} << (19 + blocks * component + i);
         }
     }
 }
 
-int MacroblockParser::readUe()
-{
-    int16_t value = 0;
-    if (keliDecodeExpGolombOne_H264_1u16s(reader_.word(), reader_.offset(), &value, 0) != StatusOk ||
-        value < 0)
-        throw DamagedUnit("an Exp-Golomb code is invalid");
-    return value;
-}
-
-int MacroblockParser::readSe()
-{
-    int16_t value = 0;
-    if (keliDecodeExpGolombOne_H264_1u16s(reader_.word(), reader_.offset(), &value, 1) != StatusOk)
-        throw DamagedUnit("an Exp-Golomb code is invalid");
-    return value;
-}
+template class MacroblockParser<CavlcReader>;
+template class MacroblockParser<CabacReader>;
 
 } // namespace kelvcpx::app::h264

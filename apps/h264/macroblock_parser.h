@@ -1,23 +1,34 @@
-// The macroblock layer of CAVLC slices (ITU-T H.264 7.3.5).
+// The macroblock layer (ITU-T H.264 7.3.5), by the reader of either entropy code.
 #pragma once
 
-#include "h264/slice_context.h"
+#include "h264/cabac_reader.h"
+#include "h264/cavlc_reader.h"
 
 namespace kelvcpx::app::h264 {
 
+template <class Reader>
 class MacroblockParser
 {
 public:
     MacroblockParser(const SliceContext& slice, BitReader& reader);
 
-    // Reads one macroblock, without what mb_skip_run says, into `macroblock`, and what later ones need of it
-    // into its MbInfo. Throws DamagedUnit for what the standard forbids.
+    Reader& reader() { return reader_; }
+
+    // Reads one macroblock, without what says whether it is skipped or of which mode its pair is, into
+    // `macroblock`, and what later ones need of it into its MbInfo. Throws DamagedUnit for what the standard
+    // forbids.
     void parse(int address, Macroblock& macroblock);
 
+    // Notes that a macroblock is skipped.
+    void skip(int address);
+
 private:
+    void startMacroblock(int address, Macroblock& macroblock);
     void parseType(Macroblock& macroblock);
     void parseIntraType(int type, Macroblock& macroblock);
     void parsePcm(Macroblock& macroblock);
+    void parseIntra(Macroblock& macroblock);
+    void parseInter(Macroblock& macroblock);
     void parseIntraModes(Macroblock& macroblock);
     int predictedIntraMode(std::size_t x, std::size_t y) const;
     void parseSubTypes(Macroblock& macroblock);
@@ -25,23 +36,22 @@ private:
     void parseVectors(Macroblock& macroblock);
     bool allowsTransform8x8(const Macroblock& macroblock) const;
     void parsePatternAndQp(Macroblock& macroblock);
+    template <class Coefficient>
     void parseResidual(Macroblock& macroblock);
-    void parseLuma4x4(const Macroblock& macroblock, int16_t** coefficients, uint32_t& codedBlocks);
-    void parseLuma8x8(const Macroblock& macroblock, int16_t** coefficients, uint32_t& codedBlocks);
-    void parseChroma(const Macroblock& macroblock, int16_t** coefficients, uint32_t& codedBlocks);
-
-    // One residual block at *coefficients; the number of its coefficients.
-    int parseBlock(int16_t** coefficients, int nC, int16_t maxNumCoeff, const int32_t* scan);
-    int totalCoeffContext(std::size_t component, int width, int x, int y) const; // nC
-
-    int readUe();
-    int readSe();
+    template <class Coefficient>
+    void parseLuma(Macroblock& macroblock, Coefficient** coefficients);
+    template <class Coefficient>
+    void parseChroma(Macroblock& macroblock, Coefficient** coefficients);
 
     const SliceContext& slice_;
-    BitReader& reader_;
-    Neighbours neighbours_{};
+    Reader reader_;
+    CurrentMacroblock current_;
     MbInfo* info_ = nullptr;
-    int qp_; // QPY of the macroblock before
+    int qp_;      // QPY of the macroblock before
+    int qpRange_; // QpBdOffsetY
 };
+
+extern template class MacroblockParser<CavlcReader>;
+extern template class MacroblockParser<CabacReader>;
 
 } // namespace kelvcpx::app::h264

@@ -48,7 +48,9 @@ MotionDeriver::MotionDeriver(const SliceContext& slice) : slice_(slice), field_(
 
 void MotionDeriver::startAt(int address)
 {
-    neighbours_ = neighboursOf(slice_.picture, slice_.number, address);
+    around_ = Neighbourhood(slice_.picture, slice_.number, address);
+    place_ = slice_.picture.placeOf(address);
+    references_ = &slice_.referencesOf(place_);
     mbX_ = address % slice_.picture.widthInMbs;
     mbY_ = address / slice_.picture.widthInMbs;
 }
@@ -111,10 +113,10 @@ void MotionDeriver::putReference(std::size_t list, std::size_t block, int refIdx
         field_.block8x8(2 * mbX_ + static_cast<int>(block % 2), 2 * mbY_ + static_cast<int>(block / 2));
     field_.refIdx[list][at] = static_cast<int8_t>(refIdx);
     field_.references[list][at] =
-        refIdx < 0 ? noPicture : slice_.references[list][static_cast<std::size_t>(refIdx)].id();
+        refIdx < 0 ? noPicture : references_->lists[list][static_cast<std::size_t>(refIdx)].id();
 }
 
-// The block at a position in 4x4 blocks relative to the macroblock. It must be available.
+// The block at a position in 4x4 blocks in the current macroblock.
 MotionDeriver::Candidate MotionDeriver::candidate(std::size_t list, int x, int y) const
 {
     const int column = 4 * mbX_ + x;
@@ -125,37 +127,56 @@ MotionDeriver::Candidate MotionDeriver::candidate(std::size_t list, int x, int y
     return {true, refIdx, field_.vectors[list][field_.block4x4(column, row)]};
 }
 
-// 6.4.11.7: whether the block to the right of a partition's top edge is decoded already.
-bool MotionDeriver::topRightIsAvailable(int x, int y, int width) const
+// The block in column x of a neighbouring macroblock, in units of the current one (8.4.1.3.2).
+MotionDeriver::Candidate MotionDeriver::candidate(std::size_t list, const Neighbour& neighbour, int x) const
 {
-    const int right = x + width;
-    if (y == 0)
-        return (right < 4 ? neighbours_.top : neighbours_.topRight) >= 0;
-    if (right >= 4)
-        return false;
+    if (!neighbour.isAvailable())
+        return {};
+    const int width = slice_.picture.widthInMbs;
+    const int column = 4 * (neighbour.address % width) + x;
+    const int row = 4 * (neighbour.address / width) + neighbour.row / 4;
+    int refIdx = field_.refIdx[list][field_.block8x8(column / 2, row / 2)];
+    if (refIdx < 0)
+        return {true, -1, {}};
+    Vector vector = field_.vectors[list][field_.block4x4(column, row)];
+    const bool isField = slice_.picture.at(neighbour.address).field;
+    if (isField && !isFieldMacroblock()) {
+        refIdx /= 2;
+        vector.y = static_cast<int16_t>(vector.y * 2);
+    } else if (!isField && isFieldMacroblock()) {
+        refIdx *= 2;
+        vector.y = static_cast<int16_t>(vector.y / 2);
+    }
+    return {true, refIdx, vector};
+}
+
+// 6.4.11.7: whether the block to the upper right of a partition below the first row of blocks comes before
+// it.
+bool MotionDeriver::isDecodedBefore(int x, int y, int width)
+{
     const auto order = [](int column, int row) {
         return rasterOfBlock[static_cast<std::size_t>(4 * row + column)];
     };
-    return order(right, y - 1) < order(x, y);
+    return x + width < 4 && order(x + width, y - 1) < order(x, y);
 }
 
 MotionDeriver::Candidates MotionDeriver::candidates(std::size_t list, int x, int y, int width) const
 {
     Candidates result;
-    if (x > 0 || neighbours_.left >= 0)
-        result.a = candidate(list, x - 1, y);
-    if (y > 0 || neighbours_.top >= 0)
-        result.b = candidate(list, x, y - 1);
-    if (topRightIsAvailable(x, y, width)) {
+    result.a = x > 0 ? candidate(list, x - 1, y) : candidate(list, around_.left(4 * y), 3);
+    result.b = y > 0 ? candidate(list, x, y - 1) : candidate(list, around_.top(), x);
+    if (y > 0 && isDecodedBefore(x, y, width))
         result.c = candidate(list, x + width, y - 1);
-    } else {
-        const bool topLeft = x > 0 && y > 0 ? true
-                             : x > 0        ? neighbours_.top >= 0
-                             : y > 0        ? neighbours_.left >= 0
-                                            : neighbours_.topLeft >= 0;
-        if (topLeft)
-            result.c = candidate(list, x - 1, y - 1);
-    }
+    else if (y == 0 && x + width < 4)
+        result.c = candidate(list, around_.top(), x + width);
+    else if (y == 0)
+        result.c = candidate(list, around_.topRight(), 0);
+    if (result.c.available)
+        return result;
+    if (x > 0)
+        result.c = y > 0 ? candidate(list, x - 1, y - 1) : candidate(list, around_.top(), x - 1);
+    else
+        result.c = candidate(list, y > 0 ? around_.left(4 * y - 1) : around_.topLeft(), 3);
     return result;
 }
 
@@ -261,51 +282,70 @@ void MotionDeriver::deriveSubPartitions(const Macroblock& macroblock, std::size_
     }
 }
 
-// 8.4.1.2.1: the picture that direct prediction looks at, and what it was coded as.
+// 8.4.1.2.1: the picture that direct prediction looks at.
 void MotionDeriver::prepareColocated()
 {
-    const ReferencePicture& first = slice_.references[1].front();
-    Structure structure = first.structure;
-    if (structure == Structure::frame && first.frame->codedAsFields) {
-        const int64_t poc = slice_.picture.poc();
-        const int64_t toTop = std::abs(first.frame->fieldPoc[0] - poc);
-        const int64_t toBottom = std::abs(first.frame->fieldPoc[1] - poc);
-        structure = toTop < toBottom ? Structure::top : Structure::bottom;
-    }
-    colocated_ = &first.frame->motionOf(structure);
-    colocatedIsField_ = first.frame->codedAsFields;
+    const ReferencePicture& first = slice_.references.lists[1].front();
+    colocated_ = first.frame.get();
+    colocatedStructure_ = first.structure;
     colocatedIsShortTerm_ = !first.isLongTerm();
+    const int64_t poc = slice_.picture.frame->poc(slice_.picture.structure);
+    const int64_t toTop = std::abs(first.frame->fieldPoc[0] - poc);
+    const int64_t toBottom = std::abs(first.frame->fieldPoc[1] - poc);
+    nearerField_ = toTop < toBottom ? 0 : 1;
 }
 
-// The block that is co-located with the 4x4 block x, y of the macroblock (table 8-6).
+// The row of 4x4 blocks that is co-located with row y of the macroblock (table 8-6, table 8-8).
+MotionDeriver::ColocatedBlock MotionDeriver::colocatedBlock(int y) const
+{
+    return colocated_->codedAsFields ? colocatedInFields(y) : colocatedInFrame(y);
+}
+
+// The reference was coded as two fields.
+MotionDeriver::ColocatedBlock MotionDeriver::colocatedInFields(int y) const
+{
+    if (slice_.picture.isField())
+        return {&colocated_->motionOf(colocatedStructure_), mbY_, y, 0};
+    if (place_.isField())
+        return {&colocated_->motionOf(place_.structure), mbY_ / 2, y, 0};
+    return {&colocated_->motion[nearerField_], mbY_ / 2, 2 * (mbY_ % 2) + y / 2, 1};
+}
+
+// The reference was coded as a frame.
+MotionDeriver::ColocatedBlock MotionDeriver::colocatedInFrame(int y) const
+{
+    const MotionField* const field = &colocated_->motion[0];
+    const int pair = slice_.picture.isField() ? mbY_ : mbY_ / 2;
+    const bool isFieldPair = field->isFieldPair(mbX_, pair);
+    if (isFieldPair == place_.isField()) {
+        const int parity = place_.structure == Structure::bottom ? 1 : 0;
+        return {field, slice_.picture.isField() ? 2 * pair + parity : mbY_, y, 0};
+    }
+    if (place_.isField())
+        return {field, 2 * pair + y / 2, y / 2 * 2, -1};
+    return {field, 2 * pair + static_cast<int>(nearerField_), 2 * (mbY_ % 2) + y / 2, 1};
+}
+
+// The block that is co-located with the 4x4 block x, y of the macroblock.
 MotionDeriver::Colocated MotionDeriver::colocatedOf(int x, int y) const
 {
     const bool corners = slice_.picture.sequence.direct8x8Inference;
-    int column = corners ? x / 2 * 3 : x;
-    int row = corners ? y / 2 * 3 : y;
+    const ColocatedBlock block = colocatedBlock(corners ? y / 2 * 3 : y);
+    const MotionField& field = *block.field;
     Colocated result;
-    int mbY = mbY_;
-    if (slice_.picture.isField() && !colocatedIsField_) {
-        mbY = 2 * mbY_ + y / 2;
-        row = y / 2 * 2;
-        result.verticalScale = -1;
-    } else if (!slice_.picture.isField() && colocatedIsField_) {
-        mbY = mbY_ / 2;
-        row = 2 * (mbY_ % 2) + y / 2;
-        result.verticalScale = 1;
-    }
-    column += 4 * mbX_;
-    row += 4 * mbY;
-    const std::size_t block8x8 = colocated_->block8x8(column / 2, row / 2);
-    const std::size_t block4x4 = colocated_->block4x4(column, row);
-    if (block4x4 >= colocated_->vectors[0].size())
+    result.verticalScale = block.verticalScale;
+    const int column = 4 * mbX_ + (corners ? x / 2 * 3 : x);
+    const int row = 4 * block.mbY + block.row;
+    const std::size_t block8x8 = field.block8x8(column / 2, row / 2);
+    const std::size_t block4x4 = field.block4x4(column, row);
+    if (block4x4 >= field.vectors[0].size())
         return result;
     for (std::size_t list = 0; list < 2; list++) {
-        if (colocated_->refIdx[list][block8x8] >= 0) {
+        if (field.refIdx[list][block8x8] >= 0) {
             result.intra = false;
-            result.refIdx = colocated_->refIdx[list][block8x8];
-            result.reference = colocated_->references[list][block8x8];
-            result.vector = colocated_->vectors[list][block4x4];
+            result.refIdx = field.refIdx[list][block8x8];
+            result.reference = field.references[list][block8x8];
+            result.vector = field.vectors[list][block4x4];
             break;
         }
     }
@@ -370,7 +410,7 @@ void MotionDeriver::deriveSpatial(Macroblock& macroblock, std::size_t block,
 
 int MotionDeriver::listIndexOf(PictureId reference) const
 {
-    const ReferenceList& list = slice_.references[0];
+    const ReferenceList& list = references_->lists[0];
     const auto found = std::find_if(list.begin(), list.end(),
                                     [=](const ReferencePicture& entry) { return entry.id() == reference; });
     if (found == list.end())
@@ -394,7 +434,7 @@ void MotionDeriver::deriveTemporal(Macroblock& macroblock, std::size_t block)
             if (!colocated.intra) {
                 PictureId reference = colocated.reference;
                 if (colocated.verticalScale != 0)
-                    reference = pictureId(frameNumberOf(reference), slice_.picture.structure);
+                    reference = pictureId(frameNumberOf(reference), place_.structure);
                 refIdx = listIndexOf(reference);
                 if (colocated.verticalScale < 0)
                     vector.y = static_cast<int16_t>(vector.y / 2);
@@ -403,10 +443,10 @@ void MotionDeriver::deriveTemporal(Macroblock& macroblock, std::size_t block)
             }
             macroblock.refIdx[0][block] = static_cast<int8_t>(refIdx);
             putReference(0, block, refIdx);
-            const int factor = slice_.temporalFactors[static_cast<std::size_t>(refIdx)];
+            const int factor = references_->temporalFactors[static_cast<std::size_t>(refIdx)];
             Vector first = vector;
             Vector second{};
-            if (factor != SliceContext::noTemporalScaling) {
+            if (factor != References::noTemporalScaling) {
                 first = {static_cast<int16_t>((factor * vector.x + 128) >> 8),
                          static_cast<int16_t>((factor * vector.y + 128) >> 8)};
                 second = {static_cast<int16_t>(first.x - vector.x), static_cast<int16_t>(first.y - vector.y)};

@@ -1,7 +1,7 @@
 // Motion vectors and reference indices of inter macroblocks (ITU-T H.264 8.4.1).
 #pragma once
 
-#include "h264/slice_context.h"
+#include "h264/neighbourhood.h"
 
 #include <array>
 
@@ -34,9 +34,11 @@ private:
     };
 
     void startAt(int address);
+    bool isFieldMacroblock() const { return place_.isField() && slice_.picture.hasPairs; }
     Candidates candidates(std::size_t list, int x, int y, int width) const;
     Candidate candidate(std::size_t list, int x, int y) const;
-    bool topRightIsAvailable(int x, int y, int width) const;
+    Candidate candidate(std::size_t list, const Neighbour& neighbour, int x) const;
+    static bool isDecodedBefore(int x, int y, int width);
     static Vector median(const Candidates& candidates, int refIdx);
     Vector predict(std::size_t list, int x, int y, int width, int height, Partitioning partitioning,
                    int refIdx) const;
@@ -55,11 +57,20 @@ private:
         Vector vector;
         int verticalScale = 0; // -1: from frame to field; 1: from field to frame
     };
+    struct ColocatedBlock {
+        const MotionField* field;
+        int mbY;
+        int row; // of 4x4 blocks in the macroblock
+        int verticalScale;
+    };
     struct SpatialPrediction {
         std::array<int, 2> refIdx;
         std::array<Vector, 2> vectors;
     };
     void prepareColocated();
+    ColocatedBlock colocatedBlock(int y) const;
+    ColocatedBlock colocatedInFrame(int y) const;
+    ColocatedBlock colocatedInFields(int y) const;
     Colocated colocatedOf(int x, int y) const;
     SpatialPrediction predictSpatially() const;
     void deriveDirect(Macroblock& macroblock);
@@ -69,13 +80,16 @@ private:
 
     const SliceContext& slice_;
     MotionField& field_;
-    Neighbours neighbours_{};
+    const References* references_ = nullptr; // of the current macroblock
+    Neighbourhood around_;
+    Place place_{};
     int mbX_ = 0;
     int mbY_ = 0;
 
-    // The picture that RefPicList1[0] was coded as, or that field of it which is nearer.
-    const MotionField* colocated_ = nullptr;
-    bool colocatedIsField_ = false;
+    // What RefPicList1[0] was coded as, and the field of it (0: top) that is nearer to this picture.
+    const Frame* colocated_ = nullptr;
+    Structure colocatedStructure_ = Structure::frame;
+    std::size_t nearerField_ = 0;
     bool colocatedIsShortTerm_ = false;
 };
 

@@ -1,7 +1,7 @@
 // From coefficients to samples: intra prediction and the residual (ITU-T H.264 8.3, 8.5).
 #pragma once
 
-#include "h264/slice_context.h"
+#include "h264/neighbourhood.h"
 
 namespace kelvcpx::app::h264 {
 
@@ -18,12 +18,23 @@ public:
     void addResidual(int address, Macroblock& macroblock) const;
 
 private:
-    uint8_t edgeFlags(int address) const;
-    void placePcm(int address, const Macroblock& macroblock) const;
+    // Neighbours that intra prediction must not look at, as flags of the library's operations. In a field
+    // macroblock beside frame macroblocks those of the lower half may differ.
+    struct Edges {
+        uint8_t upper;
+        uint8_t lower;
+
+        bool differ() const { return upper != lower; }
+        uint8_t whole() const { return upper | lower; }
+    };
+    static uint8_t lowerHalf(const Edges& edges);
+    Edges edgesOf(int address) const;
+
+    void placePcm(const Place& place, const Macroblock& macroblock) const;
     void reconstructIntraLuma(const Macroblock& macroblock, int16_t** coefficients, uint8_t* dst,
-                              int32_t step, uint8_t edges) const;
-    void reconstructIntraChroma(const Macroblock& macroblock, int16_t** coefficients, int address,
-                                uint8_t edges) const;
+                              int32_t step, const Edges& edges) const;
+    void reconstructIntraChroma(const Macroblock& macroblock, int16_t** coefficients, const Place& place,
+                                const Edges& edges) const;
     int chromaQpOf(const Macroblock& macroblock, std::size_t component) const;
 
     const SliceContext& slice_;

@@ -31,6 +31,18 @@ constexpr int class8x8(std::size_t i)
     return row == 0 && column == 0 ? 0 : row == 2 && column == 2 ? 2 : 4;
 }
 
+// The list of a field macroblock: of every frame first the field of its own parity, then the other
+// (8.4.2.1).
+ReferenceList fieldsOf(const ReferenceList& frames, Structure parity)
+{
+    ReferenceList fields;
+    for (const ReferencePicture& entry : frames) {
+        fields.push_back({entry.frame, parity});
+        fields.push_back({entry.frame, opposite(parity)});
+    }
+    return fields;
+}
+
 // DistScaleFactor (8.4.1.2.3). The distance between the references is not zero.
 int distScaleFactor(int64_t current, int64_t poc0, int64_t poc1)
 {
@@ -42,14 +54,11 @@ int distScaleFactor(int64_t current, int64_t poc0, int64_t poc1)
 
 } // namespace
 
-void SliceContext::relateReferences()
+void References::relate(int poc)
 {
-    if (!header.isB())
-        return;
-    const int poc = picture.poc();
-    for (const ReferencePicture& first : references[0]) {
+    for (const ReferencePicture& first : lists[0]) {
         std::vector<std::array<int, 2>>& weights = implicitWeights.emplace_back();
-        for (const ReferencePicture& second : references[1]) {
+        for (const ReferencePicture& second : lists[1]) {
             std::array<int, 2> pair{32, 32};
             int factor = noTemporalScaling;
             if (!first.isLongTerm() && first.poc() != second.poc()) {
@@ -62,6 +71,22 @@ void SliceContext::relateReferences()
             if (weights.size() == 1)
                 temporalFactors.push_back(factor);
         }
+    }
+}
+
+void SliceContext::setReferences(const std::array<ReferenceList, 2>& lists)
+{
+    references.lists = lists;
+    if (header.isB())
+        references.relate(picture.frame->poc(picture.structure));
+    if (!picture.hasPairs)
+        return;
+    for (const Structure parity : {Structure::top, Structure::bottom}) {
+        References& ofFields = fieldReferences[parity == Structure::top ? 0 : 1];
+        for (std::size_t list = 0; list < 2; list++)
+            ofFields.lists[list] = fieldsOf(lists[list], parity);
+        if (header.isB())
+            ofFields.relate(picture.frame->poc(parity));
     }
 }
 

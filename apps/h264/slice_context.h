@@ -20,16 +20,30 @@ struct LevelScales {
     explicit LevelScales(const ScalingLists& lists);
 };
 
-// A coded picture, frame or field, while it is decoded.
+// Where a macroblock lies: the frame or field whose rows it covers, and its first sample there.
+struct Place {
+    const Surface* surface;
+    Structure structure;
+    int x; // luma samples
+    int y;
+
+    bool isField() const { return structure != Structure::frame; }
+};
+
+// A coded picture, frame or field, while it is decoded. Macroblocks are numbered in raster order; the two of
+// a pair of macroblocks (MBAFF), which may be frame or field macroblocks, lie one below the other.
 struct PictureContext {
     SequenceParameterSet sequence;
     FramePointer frame;
     Structure structure = Structure::frame;
-    Surface target; // the frame, or the field of it that this picture is
+    Surface target;                // the frame, or the field of it that this picture is
+    std::array<Surface, 2> fields; // of a frame of macroblock pairs: its top and its bottom field
     MotionField* motion = nullptr;
     int widthInMbs = 0;
-    int heightInMbs = 0; // of the frame or field
+    int heightInMbs = 0;   // of the frame or field
+    bool hasPairs = false; // MbaffFrameFlag
     std::vector<MbInfo> macroblocks;
+    std::vector<MbMvds> mvds; // with CABAC
 
     // What the deblocking filter needs of each slice.
     struct SliceFilter {
@@ -41,9 +55,36 @@ struct PictureContext {
     std::vector<SliceFilter> filters; // by slice number
 
     bool isField() const { return structure != Structure::frame; }
-    int poc() const { return frame->poc(structure); }
+    bool is422() const { return sequence.chromaFormatIdc == 2; }
+    int chromaBlocks() const { return is422() ? 8 : 4; } // 4x4 blocks of a component in a macroblock
+    int blockRowHeight(std::size_t component) const { return component == 0 || is422() ? 4 : 8; } // luma rows
     MbInfo& at(int address) { return macroblocks[static_cast<std::size_t>(address)]; }
     const MbInfo& at(int address) const { return macroblocks[static_cast<std::size_t>(address)]; }
+
+    Place placeOf(int address) const
+    {
+        const int x = 16 * (address % widthInMbs);
+        const int row = address / widthInMbs;
+        if (!hasPairs || !at(address).field)
+            return {&target, structure, x, 16 * row};
+        const int parity = row % 2;
+        return {&fields[static_cast<std::size_t>(parity)], parity == 0 ? Structure::top : Structure::bottom,
+                x, 16 * (row / 2)};
+    }
+};
+
+// What macroblocks are predicted from: the reference lists of the slice and what follows from them.
+struct References {
+    std::array<ReferenceList, 2> lists;
+
+    // DistScaleFactor of temporal direct prediction by refIdxL0, and the implicit weights of both predictions
+    // by refIdxL0 and refIdxL1 (8.4.1.2.3, 8.4.2.3.1).
+    static constexpr int noTemporalScaling = 1 << 30;
+    std::vector<int> temporalFactors;
+    std::vector<std::vector<std::array<int, 2>>> implicitWeights;
+
+    // Fills the two from the lists, for pictures of the given order count.
+    void relate(int poc);
 };
 
 struct SliceContext {
@@ -52,47 +93,33 @@ struct SliceContext {
     const SliceHeader& header;
     const LevelScales& levelScales;
     const std::vector<uint8_t>& sliceGroups; // by macroblock; empty if there is one group
-    std::array<ReferenceList, 2> references;
-    int number = 0; // of the slice in the picture
+    int number = 0;                          // of the slice in the picture
 
-    // DistScaleFactor of temporal direct prediction by refIdxL0, and the implicit weights of both predictions
-    // by refIdxL0 and refIdxL1 (8.4.1.2.3, 8.4.2.3.1).
-    static constexpr int noTemporalScaling = 1 << 30;
-    std::vector<int> temporalFactors;
-    std::vector<std::vector<std::array<int, 2>>> implicitWeights;
+    // Of the macroblocks of the picture, and of field macroblocks at the top and the bottom of a pair.
+    References references{};
+    std::array<References, 2> fieldReferences{};
 
-    // Fills the two from the reference lists.
-    void relateReferences();
+    // Fills them from the lists of the slice.
+    void setReferences(const std::array<ReferenceList, 2>& lists);
+
+    const References& referencesOf(const Place& place) const
+    {
+        if (picture.isField() || !place.isField())
+            return references;
+        return fieldReferences[place.structure == Structure::top ? 0 : 1];
+    }
 };
-
-// The macroblocks round the current one that it may depend on: of the same slice and decoded. -1 if not
-// available.
-struct Neighbours {
-    int left;     // A
-    int top;      // B
-    int topRight; // C
-    int topLeft;  // D
-};
-
-inline Neighbours neighboursOf(const PictureContext& picture, int slice, int address)
-{
-    const int width = picture.widthInMbs;
-    const int x = address % width;
-    const auto available = [&](int neighbour, bool inside) {
-        return inside && neighbour >= 0 && picture.at(neighbour).slice == slice ? neighbour : -1;
-    };
-    return {available(address - 1, x > 0), available(address - width, true),
-            available(address - width + 1, x + 1 < width), available(address - width - 1, x > 0)};
-}
 
 // QPC by qPI (table 8-15).
 constexpr std::array<uint8_t, 52> chromaQps = {
     0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25,
     26, 27, 28, 29, 29, 30, 31, 32, 32, 33, 34, 34, 35, 35, 36, 36, 37, 37, 37, 38, 38, 38, 39, 39, 39, 39};
 
-inline int chromaQp(int qp, int offset)
+// QPC of a component whose chroma_qp_index_offset is given; `range` is QpBdOffsetC.
+inline int chromaQp(int qp, int offset, int range)
 {
-    return chromaQps[static_cast<std::size_t>(std::clamp(qp + offset, 0, 51))];
+    const int index = std::clamp(qp + offset, -range, 51);
+    return index < 0 ? index : int{chromaQps[static_cast<std::size_t>(index)]};
 }
 
 } // namespace kelvcpx::app::h264

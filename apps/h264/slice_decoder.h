@@ -10,31 +10,48 @@
 
 namespace kelvcpx::app::h264 {
 
+// Decodes all macroblocks of a slice. Throws DamagedUnit where the slice breaks off; what came before is in
+// the picture. Behind `stopBit` there is no more slice data.
+void decodeSlice(const SliceContext& slice, BitReader& reader, std::size_t stopBit);
+
+template <class Reader>
 class SliceDecoder
 {
 public:
     SliceDecoder(const SliceContext& slice, BitReader& reader, std::size_t stopBit);
 
-    // Decodes all macroblocks. Throws DamagedUnit where the slice breaks off; what came before is in the
-    // picture.
     void decode();
 
 private:
-    void decodeMacroblock(int address);
-    void skipMacroblock(int address);
-    void reconstructInter(int address);
-    int nextAddress(int address) const; // of the slice group
+    void decodeMacroblock();
+    void skipMacroblock();
+    void reconstructInter();
+
+    // Macroblocks are visited in the order of their addresses in the standard.
+    void start();
+    void advance();
+    void requireMacroblock() const;
+    bool sharesGroup(int address) const;
+    bool isTopOfPair() const;
+
+    // Pairs of macroblocks (MBAFF)
+    bool inferredPairMode() const; // 7.4.4
+    void setPairMode(bool field);
+    void skipCavlcRun();
+    void readPairModeOfSkipped(bool& bottomIsSkipped);
+
     bool hasMoreData() const { return reader_.position() < stopBit_; }
 
     const SliceContext& slice_;
     BitReader& reader_;
     std::size_t stopBit_;
-    MacroblockParser parser_;
+    int address_ = 0;
+    bool previousIsSkipped_ = false; // prevMbSkipped
+    MacroblockParser<Reader> parser_;
     MotionDeriver motion_;
     InterPredictor predictor_;
     Reconstructor reconstructor_;
     Macroblock macroblock_;
-    int qp_;
 };
 
 } // namespace kelvcpx::app::h264

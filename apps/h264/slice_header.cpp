@@ -177,7 +177,7 @@ SliceHeader readSliceHeader(BitReader& reader, const NalHeader& nal, const Param
     if (header.nalRefIdc != 0)
         readMarking(reader, header);
     if (pictureSet->cabac && !header.isIntra())
-        readUeUpTo(reader, 2); // cabac_init_idc
+        header.cabacInitIdc = readUeUpTo(reader, 2);
     const int qpRange = 6 * (sequenceSet->bitDepthLuma - 8);
     header.qp = pictureSet->initialQp + readSe(reader);
     if (header.qp < -qpRange || header.qp > 51)

@@ -58,6 +58,7 @@ struct SliceHeader {
     bool adaptiveMarking = false;
     std::vector<MarkingOperation> marking;
 
+    int cabacInitIdc = -1; // of P and B slices
     int qp = 26;
     int disableDeblocking = 0; // disable_deblocking_filter_idc
     int alphaOffset = 0;       // FilterOffsetA

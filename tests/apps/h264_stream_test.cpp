@@ -17,6 +17,7 @@
 #include <functional>
 #include <ostream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace kelvcpx::test {
@@ -93,19 +94,34 @@ void PrintTo(const X264Stream& stream, std::ostream* out)
     *out << "x264 " << stream.arguments;
 }
 
-class EncodedH264Video : public testing::TestWithParam<X264Stream>
+enum class EntropyCode { cavlc, cabac };
+
+void PrintTo(EntropyCode code, std::ostream* out)
+{
+    *out << (code == EntropyCode::cavlc ? "CAVLC" : "CABAC");
+}
+
+class EncodedH264Video : public testing::TestWithParam<std::tuple<X264Stream, EntropyCode>>
 {
 };
 
 TEST_P(EncodedH264Video, DecodesToTheSameSamples)
 {
-    expectSamePictures(encode(GetParam().source, "--no-cabac " + GetParam().arguments));
+    const auto& [stream, code] = GetParam();
+    expectSamePictures(
+        encode(stream.source, (code == EntropyCode::cavlc ? "--no-cabac " : "") + stream.arguments));
 }
 
 namespace {
 
 const Source mandelbrot{"mandelbrot", "352x288", 12};
 const Source longer{"testsrc2", "176x144", 25};
+
+// Fields of different times, still and moving parts: frame and field macroblocks side by side.
+const Source interlaced{"testsrc2", "176x144", 24, "tinterlace=interleave_top"};
+const Source interlacedNoise{"testsrc2", "184x168", 24,
+                             "noise=alls=12:allf=t:enable='lt(mod(n,6),3)',tinterlace=interleave_top"};
+const Source interlacedMandelbrot{"mandelbrot", "352x288", 16, "tinterlace=interleave_bottom"};
 
 const X264Stream x264Streams[] = {
     {"Baseline", "--profile baseline --crf 24", longer},
@@ -160,19 +176,39 @@ const X264Stream x264Streams[] = {
     {"Narrow", "--bframes 3 --crf 24", {"testsrc2", "16x240", 16}},
     {"Monochrome", "--output-csp i400 --bframes 2 --crf 24"},
     {"MonochromeLossless", "--output-csp i400 --qp 0", {"testsrc2", "176x144", 6}},
+    {"PairsIntra", "--tff --keyint 1 --crf 24", interlaced},
+    {"PairsIntraFine", "--tff --keyint 1 --qp 12", interlacedNoise},
+    {"PairsP", "--tff --bframes 0 --ref 3 --crf 26", interlaced},
+    {"PairsPNoise", "--tff --bframes 0 --ref 4 --partitions all --qp 24", interlacedNoise},
+    {"PairsSpatialDirect", "--tff --bframes 3 --direct spatial --qp 28", interlacedNoise},
+    {"PairsTemporalDirect", "--tff --bframes 3 --direct temporal --qp 28", interlacedNoise},
+    {"PairsPyramid", "--bff --bframes 4 --b-adapt 0 --b-pyramid normal --ref 4 --weightb --crf 26",
+     interlacedMandelbrot},
+    {"PairsWeights",
+     "--tff --weightp 2 --ref 3 --crf 26",
+     {"testsrc2", "176x144", 24, "fade=in:0:24,tinterlace=interleave_top"}},
+    {"PairsTransform4x4", "--tff --no-8x8dct --bframes 2 --qp 26", interlacedNoise},
+    {"PairsConstrainedIntra", "--tff --constrained-intra --bframes 2 --qp 34", interlacedNoise},
+    {"PairsSlices", "--tff --slices 3 --bframes 2 --qp 30", interlacedMandelbrot},
+    {"PairsMatrices", "--tff --cqm jvt --bframes 2 --qp 24", interlacedNoise},
+    {"PairsLossless", "--tff --qp 0", {"testsrc2", "176x144", 8, "tinterlace=interleave_top"}},
     {"AccessUnitDelimiters", "--aud --nal-hrd vbr --vbv-maxrate 500 --vbv-bufsize 500"},
     {"VeryFast", "--preset ultrafast --crf 26", longer},
     {"VerySlow", "--preset veryslow --crf 26"},
 };
 
-std::string streamName(const testing::TestParamInfo<X264Stream>& info)
+std::string streamName(const testing::TestParamInfo<std::tuple<X264Stream, EntropyCode>>& info)
 {
-    return info.param.name;
+    const auto& [stream, code] = info.param;
+    return stream.name + (code == EntropyCode::cavlc ? "Cavlc" : "Cabac");
 }
 
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(X264, EncodedH264Video, testing::ValuesIn(x264Streams), streamName);
+INSTANTIATE_TEST_SUITE_P(X264, EncodedH264Video,
+                         testing::Combine(testing::ValuesIn(x264Streams),
+                                          testing::Values(EntropyCode::cavlc, EntropyCode::cabac)),
+                         streamName);
 
 // Parameter sets beside the packets or within, lengths or start codes in front of the units.
 TEST(EncodedH264Video, ComesInContainers)
@@ -180,7 +216,7 @@ TEST(EncodedH264Video, ComesInContainers)
     for (const char* const name : {"a.mp4", "a.mkv", "a.ts", "a.avi", "a.mov", "a.h264"}) {
         SCOPED_TRACE(name);
         expectSamePictures(makeClip(name, "-f lavfi -i testsrc2=size=176x144:rate=25 -frames:v 20 "
-                                          "-pix_fmt yuv420p -c:v libx264 -x264-params cabac=0:bframes=3"));
+                                          "-pix_fmt yuv420p -c:v libx264 -x264-params bframes=3"));
     }
 }
 
@@ -192,11 +228,9 @@ TEST(EncodedH264Video, NamesWhatIsNotSupported)
         std::string reason;
     };
     const Refused streams[] = {
-        {"--bframes 1", "CABAC"},
-        {"--no-cabac --tff", "macroblock-adaptive frame/field"},
-        {"--no-cabac --output-depth 10", "10 bits"},
-        {"--no-cabac --output-csp i422", "4:2:2"},
-        {"--no-cabac --output-csp i444", "4:4:4"},
+        {"--output-depth 10", "10 bits"},
+        {"--output-csp i422", "4:2:2"},
+        {"--output-csp i444", "4:4:4"},
     };
     for (const Refused& refused : streams) {
         SCOPED_TRACE(refused.arguments);
