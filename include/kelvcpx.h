@@ -10,6 +10,7 @@
 #include <kelvcpx/h264_encode.h>
 #include <kelvcpx/h264_inter.h>
 #include <kelvcpx/h264_residual.h>
+#include <kelvcpx/metrics.h>
 #include <kelvcpx/mpeg2.h>
 #include <kelvcpx/types.h>
 

@@ -1,4 +1,5 @@
 #include "block/half_sample.h"
+#include "block/operands.h"
 #include "core/arguments.h"
 
 #include <kelvcpx/block.h>
@@ -9,14 +10,7 @@
 namespace kelvcpx {
 namespace {
 
-// The first element of a block and the distance in bytes between its rows.
-template <class T>
-struct Block {
-    T* data;
-    std::ptrdiff_t step;
-};
-
-using Reference = Block<const uint8_t>;
+using Reference = SampleBlock;
 using Residual = Block<const int16_t>;
 using Destination = Block<uint8_t>;
 
@@ -69,20 +63,6 @@ void reconstructSmallB(const Reference& refF, const Reference& refB, const Resid
 {
     reconstructB<Width, stripRows<Width, Height>, 1, positionF, positionB>(refF, refB, residual, dst,
                                                                            rounding, Height);
-}
-
-constexpr int32_t halfRight = 8; // bits of mcType
-constexpr int32_t halfDown = 4;
-
-constexpr Position positionOf(std::size_t mcType)
-{
-    return static_cast<Position>(((mcType & halfRight) != 0 ? 1 : 0) | ((mcType & halfDown) != 0 ? 2 : 0));
-}
-
-// The two bits of mcType that count, as a number from 0 to 3.
-constexpr std::size_t quarter(int32_t mcType)
-{
-    return static_cast<std::size_t>((mcType & (halfRight | halfDown)) / 4);
 }
 
 // Indexed by mcType and rounding. The kernels apply the rounding control themselves, so each stands twice.

@@ -30,6 +30,10 @@ U8x16 gatherRows(const uint8_t* p, std::ptrdiff_t step)
     static_assert(Bytes * Rows <= 16);
     if constexpr (Bytes == 16) {
         return loadUnaligned<U8x16>(p);
+    } else if constexpr (Bytes == 4 && Rows == 4) {
+        // GCC makes a detour to set four lanes one by one.
+        const auto row = [=](std::ptrdiff_t y) { return loadUnaligned<uint32_t>(p + y * step); };
+        return std::bit_cast<U8x16>(U32x4{row(0), row(1), row(2), row(3)});
     } else {
         using Row = detail::Unsigned<Bytes>;
         Vec16<Row> rows{};
@@ -71,6 +75,34 @@ ResidualStrip gatherResidual(const uint8_t* p, std::ptrdiff_t step)
             residual.high = std::bit_cast<S16x8>(gatherRows<bytes, Rows - lowRows>(p + lowRows * step, step));
         return residual;
     }
+}
+
+template <int Width, int Rows>
+void scatterResidual(uint8_t* p, std::ptrdiff_t step, ResidualStrip residual)
+{
+    if constexpr (Width == 16) {
+        storeUnaligned(p, residual.low);
+        storeUnaligned(p + 16, residual.high);
+    } else {
+        constexpr int bytes = 2 * Width;
+        constexpr int lowRows = std::min(16 / bytes, Rows);
+        scatterRows<bytes, lowRows>(p, step, std::bit_cast<U8x16>(residual.low));
+        if constexpr (Rows > lowRows)
+            scatterRows<bytes, Rows - lowRows>(p + lowRows * step, step, std::bit_cast<U8x16>(residual.high));
+    }
+}
+
+inline ResidualStrip widened(U8x16 samples)
+{
+    return {widenLow(samples), widenHigh(samples)};
+}
+
+// What has to be added to the prediction to get the samples.
+inline ResidualStrip difference(U8x16 samples, U8x16 prediction)
+{
+    const ResidualStrip s = widened(samples);
+    const ResidualStrip p = widened(prediction);
+    return {s.low - p.low, s.high - p.high};
 }
 
 // Prediction and residual added and clipped to 0..255 (ISO/IEC 13818-2 7.6.8), exact for every residual.
