@@ -1,9 +1,10 @@
-// MPEG-4 Part 2 prediction: quarter samples.
+// MPEG-4 Part 2 prediction: quarter samples, overlapped blocks.
 
 #include <kelvcpx/mpeg4_motion.h>
 
 #include <benchmark/benchmark.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <random>
@@ -51,5 +52,27 @@ void CopyQP(benchmark::State& state)
 BENCHMARK(CopyQP<keliCopy8x8QP_MPEG4_8u_C1R>)->DenseRange(0, 15);
 BENCHMARK(CopyQP<keliCopy16x8QP_MPEG4_8u_C1R>)->DenseRange(0, 15, 5);
 BENCHMARK(CopyQP<keliCopy16x16QP_MPEG4_8u_C1R>)->DenseRange(0, 15);
+
+using Overlapped = Status(const uint8_t*, int32_t, uint8_t*, int32_t, const MotionVector*,
+                          const MotionVector*, const MotionVector*, const MotionVector*, const MotionVector*,
+                          int32_t) noexcept;
+
+// The argument is how many neighbours have vectors of their own.
+template <Overlapped operation>
+void Obmc(benchmark::State& state)
+{
+    const MotionVector own = {3, 5};
+    const std::array<MotionVector, 4> others = {{{-3, 1}, {7, 0}, {2, 11}, {1, 1}}};
+    const auto neighbour = [&](std::size_t i) {
+        return i < static_cast<std::size_t>(state.range(0)) ? &others[i] : &own;
+    };
+    predict(state, [&](Picture& p) {
+        return operation(p.reference(), step, p.destination(), step, &own, neighbour(0), neighbour(1),
+                         neighbour(2), neighbour(3), 0);
+    });
+}
+BENCHMARK(Obmc<keliOBMC8x8HP_MPEG4_8u_C1R>)->Arg(0)->Arg(4);
+BENCHMARK(Obmc<keliOBMC16x16HP_MPEG4_8u_C1R>)->Arg(0)->Arg(4);
+BENCHMARK(Obmc<keliOBMC8x8QP_MPEG4_8u_C1R>)->Arg(0)->Arg(4);
 
 } // namespace
