@@ -8,6 +8,7 @@
 #include <kelvcpx/block.h>
 #include <kelvcpx/core.h>
 #include <kelvcpx/h264_encode.h>
+#include <kelvcpx/h264_high.h>
 #include <kelvcpx/h264_inter.h>
 #include <kelvcpx/h264_residual.h>
 #include <kelvcpx/metrics.h>

@@ -1,7 +1,8 @@
 /**
  * @file
  * H.264 (ITU-T H.264 | ISO/IEC 14496-10): CAVLC residual blocks, intra prediction, and the reconstruction of
- * intra and inter macroblocks of 8-bit 4:2:0 pictures. Clause and table numbers are those of ITU-T H.264.
+ * intra and inter macroblocks of 8-bit 4:2:0 pictures (for others see h264_high.h). Clause and table numbers
+ * are those of ITU-T H.264.
  *
  * @par One macroblock
  * 1. Decode its residual blocks in the order of the syntax (7.3.5.3) with the CAVLC operations. Each appends
@@ -367,12 +368,18 @@ KEL_API Status keliReconstructLumaIntra_16x16MB_H264_16s8u_C1R(int16_t** ppSrcCo
  * Predict both 8x8 chroma blocks of a 4:2:0 macroblock and add their residual, as the chroma operations for
  * inter macroblocks below do.
  *
- * keliReconstructChromaIntraMB_H264_16s8u_P2R() uses the default scaling,
- * keliReconstructChromaIntra4x4MB_H264_16s8u_P2R() the level-scale tables and quantisers of each component.
- * keliReconstructChromaIntraHalfsMB_H264_16s8u_P2R(), and Halves, another name of the same operation, are for
- * macroblocks whose halves have different neighbours at the left: the upper four rows are predicted with the
- * left availability of `edgeFlagsUpper`, the lower four with that of `edgeFlagsLower`; for the top the flags
- * of the upper half count. Only DC prediction is possible there. The default scaling is used.
+ * | operation              | neighbours at the left | scaling                         |
+ * |------------------------|------------------------|---------------------------------|
+ * | IntraMB                | one macroblock         | default, one quantiser          |
+ * | Intra4x4MB             | one macroblock         | level-scale, a quantiser each   |
+ * | IntraHalfsMB, Halves   | of each half           | default, one quantiser          |
+ * | IntraHalfs4x4MB        | of each half           | level-scale, a quantiser each   |
+ * | IntraHalves4x4MB       | of each half           | default, a quantiser each       |
+ *
+ * The forms for halves are for macroblocks whose halves have different neighbours at the left: the upper four
+ * rows are predicted with the left availability of `edgeFlagsUpper`, the lower four with that of
+ * `edgeFlagsLower`; for the top the flags of the upper half count. Only DC prediction is possible there.
+ * keliReconstructChromaIntraHalvesMB_H264_16s8u_P2R() is another name of HalfsMB.
  *
  * @param ppSrcCoeff     packed coefficients; moved behind those of the macroblock, but left as they are with
  *                       any error
@@ -394,13 +401,13 @@ KEL_API Status keliReconstructLumaIntra_16x16MB_H264_16s8u_C1R(int16_t** ppSrcCo
  *
  * @retval StatusOk           reconstructed
  * @retval StatusNullPointer  a pointer or `*ppSrcCoeff` is null
- * @retval StatusBadStep      `srcDstStep` is 0
- * @retval StatusOutOfRange   a quantiser is outside 0..39 (Halfs: 0..51), or else the mode is above 3 (but
- *                            not Halfs)
- * @retval StatusBadIntraMode the mode needs a missing neighbour; Halfs: the mode is not DC
+ * @retval StatusBadStep      `srcDstStep` is 0 (Halfs4x4MB, Halves4x4MB: below 1)
+ * @retval StatusOutOfRange   a quantiser is outside 0..39 (HalfsMB: 0..51), or else the mode is above 3 (but
+ *                            not for halves)
+ * @retval StatusBadIntraMode the mode needs a missing neighbour; for halves: the mode is not DC
  *
- * Checked in this order, before anything is written. The Halfs operation with a quantiser of 40..51 predicts,
- * then returns StatusOutOfRange without a residual.
+ * Checked in this order, before anything is written. HalfsMB with a quantiser of 40..51 predicts, then
+ * returns StatusOutOfRange without a residual.
  * @{
  */
 KEL_API Status keliReconstructChromaIntraMB_H264_16s8u_P2R(int16_t** ppSrcCoeff, uint8_t* pSrcDstCb,
@@ -421,6 +428,15 @@ KEL_API Status keliReconstructChromaIntraHalvesMB_H264_16s8u_P2R(int16_t** ppSrc
                                                                  uint32_t mode, uint32_t cbp, int32_t QPc,
                                                                  uint8_t edgeFlagsUpper,
                                                                  uint8_t edgeFlagsLower) KEL_NOEXCEPT;
+KEL_API Status keliReconstructChromaIntraHalfs4x4MB_H264_16s8u_P2R(
+    int16_t** ppSrcCoeff, uint8_t* pSrcDstCb, uint8_t* pSrcDstCr, int32_t srcDstStep, uint32_t mode,
+    uint32_t cbp, int32_t QPcb, int32_t QPcr, uint8_t edgeFlagsUpper, uint8_t edgeFlagsLower,
+    const int16_t* pLevelScaleCb, const int16_t* pLevelScaleCr, uint8_t bypass) KEL_NOEXCEPT;
+KEL_API Status keliReconstructChromaIntraHalves4x4MB_H264_16s8u_P2R(int16_t** ppSrcCoeff, uint8_t* pSrcDstCb,
+                                                                    uint8_t* pSrcDstCr, int32_t srcDstStep,
+                                                                    uint32_t mode, uint32_t cbp, int32_t QPcb,
+                                                                    int32_t QPcr, uint8_t edgeFlagsUpper,
+                                                                    uint8_t edgeFlagsLower) KEL_NOEXCEPT;
 /** @} */
 
 /**

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "h264/deblock_filters.h"
+#include "h264/transpose.h"
 
 #include <array>
 #include <cstdint>
@@ -38,27 +39,6 @@ struct Edge {
     const uint8_t* bs; // of the four segments
     const typename S::Sample* tc0;
 };
-
-// Rotates the bits of each element's index by one to the left, the index in all vectors together: repeated
-// for each bit of a column number, it transposes.
-template <class V, std::size_t n>
-[[gnu::always_inline]] inline std::array<V, n> shuffleOnce(const std::array<V, n>& a)
-{
-    std::array<V, n> shuffled;
-    for (std::size_t i = 0; i < n / 2; i++) {
-        shuffled[2 * i] = interleaveLow(a[i], a[i + n / 2]);
-        shuffled[2 * i + 1] = interleaveHigh(a[i], a[i + n / 2]);
-    }
-    return shuffled;
-}
-
-template <int columns, class V, std::size_t n>
-[[gnu::always_inline]] inline std::array<V, n> transposed(std::array<V, n> rows)
-{
-    for (int i = 1; i < columns; i *= 2)
-        rows = shuffleOnce(rows);
-    return rows;
-}
 
 // Moves the samples across an edge between the plane and one vector for each sample, with up to S::lanes
 // lines.

@@ -1,16 +1,15 @@
 // Intra prediction (ITU-T H.264 8.3): kernels for every block size and bit depth. Strides are in samples.
 #pragma once
 
-#include "block/strip.h"
-#include "core/vec.h"
 #include "h264/depth.h"
+#include "h264/lanes.h"
+#include "h264/sample_row.h"
 
 #include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <type_traits>
 #include <utility>
 
 namespace kelvcpx::h264 {
@@ -94,43 +93,6 @@ private:
     const Sample* topRight_;
     std::ptrdiff_t topRightStep_;
 };
-
-// Calls f with the constants 0..n - 1.
-template <int n, class F>
-[[gnu::always_inline]] inline void forConstants(F f)
-{
-    [&]<int... i>(std::integer_sequence<int, i...>)
-    {
-        (f(std::integral_constant<int, i>{}), ...);
-    }
-    (std::make_integer_sequence<int, n>{});
-}
-
-// Samples side by side as they are in memory.
-template <class Word, class Sample, class Value>
-[[gnu::always_inline]] inline Word wordOf(Value valueAt)
-{
-    constexpr int count = sizeof(Word) / sizeof(Sample);
-    Word word = 0;
-    forConstants<count>([&](auto x) {
-        constexpr int place = littleEndian ? x : count - 1 - x;
-        word |= static_cast<Word>(valueAt(x)) << (8 * static_cast<int>(sizeof(Sample)) * place);
-    });
-    return word;
-}
-
-// Writes n samples at once.
-template <int n, class Sample, class Value>
-[[gnu::always_inline]] inline void storeRow(Sample* dst, Value valueAt)
-{
-    using Word = std::conditional_t<n * sizeof(Sample) == 4, uint32_t, uint64_t>;
-    constexpr int count = sizeof(Word) / sizeof(Sample);
-    forConstants<n / count>([&](auto i) {
-        storeUnaligned(dst + i * count, wordOf<Word, Sample>([&](auto x) {
-                           return valueAt(std::integral_constant<int, i * count + x>{});
-                       }));
-    });
-}
 
 template <int width, int height, class Sample>
 void fillBlock(Sample* dst, std::ptrdiff_t stride, int32_t value)
@@ -279,46 +241,6 @@ void predict4x4(typename Depth::Sample* dst, std::ptrdiff_t stride, int32_t avai
                      availability, depth);
 }
 
-// Sixteen samples in a row, and what the filtering of reference samples needs of them. There is one for each
-// type of samples.
-template <class Sample>
-class SampleRow;
-
-template <>
-class SampleRow<uint8_t>
-{
-public:
-    SampleRow(uint64_t first, uint64_t second)
-        : samples_(std::bit_cast<U8x16>(Vec16<uint64_t>{first, second}))
-    {}
-
-    // Eight samples of a row or column.
-    static uint64_t eight(const uint8_t* p) { return loadUnaligned<uint64_t>(p); }
-    static uint64_t eight(const uint8_t* p, std::ptrdiff_t stride)
-    {
-        return wordOf<uint64_t, uint8_t>([=](int y) { return p[y * stride]; });
-    }
-    static uint64_t eightTimes(uint8_t sample) { return uint64_t{0x0101010101010101} * sample; }
-
-    // Each sample with its neighbours, (a + 2 * b + c + 2) >> 2. Before the first one is `before`, behind the
-    // last one there is another of its kind.
-    SampleRow filtered(uint8_t before) const
-    {
-        const U8x16 left = shifted<-1>(samples_) | U8x16{before};
-        const U8x16 right =
-            shifted<1>(samples_) | (samples_ & U8x16{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 255});
-        const U8x16 half = average(left, right) - ((left ^ right) & 1); // rounded down
-        return SampleRow(average(samples_, half));
-    }
-
-    void store(uint8_t* p) const { storeUnaligned(p, samples_); }
-
-private:
-    explicit SampleRow(U8x16 samples) : samples_(samples) {}
-
-    U8x16 samples_;
-};
-
 // The reference samples of an 8x8 block, filtered (8.3.2.2.1).
 template <class Depth>
 class FilteredEdge
@@ -393,14 +315,6 @@ int32_t slope(SampleAt sampleAt)
     return ((n == 16 ? 5 : 34) * difference + 32) >> 6;
 }
 
-// Stores sixteen clipped sums as one row or two. It is there for each depth.
-template <int width>
-void storeClipped(uint8_t* dst, std::ptrdiff_t stride, const std::array<S16x8, 2>& sums, Depth8)
-{
-    const auto clip = [](S16x8 v) { return minimum(maximum(v, S16x8{}), splat16(255)); };
-    scatterRows<width, 16 / width>(dst, stride, narrow(clip(sums[0]), clip(sums[1])));
-}
-
 template <int width, int height, class Depth>
 void predictPlane(typename Depth::Sample* dst, std::ptrdiff_t stride, const Depth& depth)
 {
@@ -409,23 +323,24 @@ void predictPlane(typename Depth::Sample* dst, std::ptrdiff_t stride, const Dept
     const int32_t b = slope<width>([=](int x) -> int32_t { return top[x]; });
     const int32_t c = slope<height>([=](int y) -> int32_t { return left[y * stride]; });
     const int32_t a = 16 * (left[(height - 1) * stride] + top[width - 1]);
+    const int32_t origin = a - b * (width / 2 - 1) - c * (height / 2 - 1) + 16;
 
-    // Sixteen samples at a time, one row or two.
-    using Lane = typename Depth::PlaneLane;
-    using Lanes = typename Depth::PlaneLanes;
-    constexpr int rows = 16 / width;
-    std::array<Lane, 16> ramp;
-    for (int i = 0; i < 16; i++)
+    // One vector of samples at a time. Of 8-bit samples all sums are within -11472..19648.
+    using Part = Strip<Depth, width>;
+    using Lane = typename Depth::Lane;
+    using Lanes = typename Depth::Lanes;
+    std::array<Lane, 2 * Depth::lanes> ramp;
+    for (int i = 0; i < 2 * Depth::lanes; i++)
         ramp[static_cast<std::size_t>(i)] =
-            static_cast<Lane>(b * (i % width - (width / 2 - 1)) + c * (i / width) + 16);
-    const auto ramps = std::bit_cast<std::array<Lanes, sizeof ramp / sizeof(Lanes)>>(ramp);
-    for (int y = 0; y < height; y += rows) {
-        const auto start = static_cast<Lane>(a + c * (y - (height / 2 - 1)));
-        auto sums = ramps;
-        for (Lanes& lanes : sums)
-            lanes = (lanes + start) >> 5;
-        storeClipped<width>(dst + y * stride, stride, sums, depth);
-    }
+            static_cast<Lane>(b * (i % Part::columns) + c * (i / Part::columns));
+    const auto ramps = std::bit_cast<std::array<Lanes, 2>>(ramp);
+    for (int y = 0; y < height; y += Part::rows)
+        for (int x = 0; x < width; x += Part::columns) {
+            const auto start = static_cast<Lane>(origin + b * x + c * y);
+            Part::store(
+                dst + y * stride + x, stride,
+                Depth::narrow(depth.clip((ramps[0] + start) >> 5), depth.clip((ramps[1] + start) >> 5)));
+        }
 }
 
 // False, and nothing is written, if the mode needs a neighbour that is missing.

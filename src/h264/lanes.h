@@ -62,7 +62,15 @@ struct Samples16 {
     }
 };
 
-// (a + b + 1) >> 1 in each lane; the lanes are samples.
+// (a + b + 1) >> 1 of samples side by side.
+using kelvcpx::average;
+
+inline U16x8 average(U16x8 a, U16x8 b)
+{
+    return (a | b) - ((a ^ b) >> 1);
+}
+
+// The same of samples in lanes.
 template <class Lanes>
 Lanes averageOf(Lanes a, Lanes b)
 {

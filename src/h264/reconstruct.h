@@ -21,27 +21,20 @@ namespace kelvcpx::h264 {
 constexpr int32_t largestQp = 51; // of 8-bit samples
 constexpr int32_t largestChromaQp = 39;
 
-// The packed coefficients of the caller.
-template <class Coefficient>
-class CoefficientStream
+// The standard's QpBdOffset: how much larger quantisers become with the bit depth.
+template <class Depth>
+constexpr int32_t qpOffset(const Depth& depth)
 {
-public:
-    explicit CoefficientStream(Coefficient** ppSrcCoeff) : ppSrcCoeff_(ppSrcCoeff), next_(*ppSrcCoeff) {}
+    return 6 * (depth.bits - 8);
+}
 
-    // The next n coefficients.
-    const Coefficient* take(std::ptrdiff_t n)
-    {
-        next_ += n;
-        return next_ - n;
-    }
-
-    // Moves the pointer of the caller behind what was taken.
-    void store() const { *ppSrcCoeff_ = next_; }
-
-private:
-    Coefficient** ppSrcCoeff_;
-    Coefficient* next_;
-};
+// Takes n coefficients off the packed ones.
+template <class Coefficient>
+const Coefficient* take(Coefficient*& next, std::ptrdiff_t n)
+{
+    next += n;
+    return next - n;
+}
 
 // A place in a picture.
 template <class Depth>
@@ -76,15 +69,27 @@ struct LumaBlocks<8, Depth> {
     static constexpr int y(int i) { return 8 * (i / 2); }
 };
 
+// The bits of `cbp` in the order of the blocks of a macroblock.
+constexpr uint32_t coded4x4(uint32_t cbp)
+{
+    return cbp >> 1 & 0xFFFF;
+}
+
+constexpr uint32_t coded8x8(uint32_t cbp)
+{
+    return cbp & 0xF;
+}
+
 // Intra_4x4 and Intra_8x8 (8.3.1, 8.3.2): the first `count` blocks of n x n samples, each predicted from what
 // the ones before it became. Bit i of `coded` belongs to block i.
-template <int n, class Depth, class Coefficient = typename Depth::Coefficient>
-Status reconstructIntraBlocks(Coefficient** ppSrcCoeff, Samples<Depth> dst, const uint32_t* intraModes,
-                              uint32_t coded, uint32_t edgeFlags, std::size_t count,
-                              const Dequantiser<n * n, Coefficient>& dequantiser, const Depth& depth)
+template <int n, class Depth, class Rule>
+Status reconstructIntraBlocks(typename Depth::Coefficient** ppSrcCoeff, Samples<Depth> dst,
+                              const uint32_t* intraModes, uint32_t coded, uint32_t edgeFlags,
+                              std::size_t count, const Rule& rule, const Depth& depth)
 {
     using Blocks = LumaBlocks<n, Depth>;
-    CoefficientStream<Coefficient> coefficients(ppSrcCoeff);
+    const auto dequantiser = rule.template blocks<n, typename Depth::Coefficient>();
+    auto* next = *ppSrcCoeff;
     const auto& availability = Blocks::availability[edgeFlags & edgeFlagsMask];
     bool replaced = false;
     for (std::size_t i = 0; i < count; i++) {
@@ -94,26 +99,28 @@ Status reconstructIntraBlocks(Coefficient** ppSrcCoeff, Samples<Depth> dst, cons
         Blocks::predictions[mode](dst.data, dst.stride, availability[i], depth);
         replaced |= isMissing(neededNeighbours[mode], availability[i]);
         if ((coded >> i & 1) != 0)
-            addBlock<n>(dst.data, dst.stride, coefficients.take(n * n), dequantiser, depth);
+            addBlock<n>(dst.data, dst.stride, take(next, n * n), dequantiser, depth);
         dst.data = dst.at(Blocks::displacements[i].x, Blocks::displacements[i].y);
     }
-    coefficients.store();
+    *ppSrcCoeff = next;
     return Blocks::warns && replaced ? StatusWarnNoNeighbour : StatusOk;
 }
 
 // The coded blocks of n x n samples on top of a prediction. Bit i of `coded` belongs to block i.
-template <int n, class Depth, class Coefficient = typename Depth::Coefficient>
-void reconstructInterBlocks(Coefficient** ppSrcCoeff, Samples<Depth> dst, uint32_t coded,
-                            const Dequantiser<n * n, Coefficient>& dequantiser, const Depth& depth)
+template <int n, class Depth, class Rule>
+void reconstructInterBlocks(typename Depth::Coefficient** ppSrcCoeff, Samples<Depth> dst, uint32_t coded,
+                            const Rule& rule, const Depth& depth)
 {
     using Blocks = LumaBlocks<n, Depth>;
-    CoefficientStream<Coefficient> coefficients(ppSrcCoeff);
+    if (coded == 0)
+        return;
+    const auto dequantiser = rule.template blocks<n, typename Depth::Coefficient>();
+    auto* next = *ppSrcCoeff;
     for (uint32_t left = coded; left != 0; left &= left - 1) {
         const int i = std::countr_zero(left);
-        addBlock<n>(dst.at(Blocks::x(i), Blocks::y(i)), dst.stride, coefficients.take(n * n), dequantiser,
-                    depth);
+        addBlock<n>(dst.at(Blocks::x(i), Blocks::y(i)), dst.stride, take(next, n * n), dequantiser, depth);
     }
-    coefficients.store();
+    *ppSrcCoeff = next;
 }
 
 // The DC coefficients of the blocks of an Intra_16x16 macroblock in raster order (8.5.10).
@@ -147,11 +154,11 @@ Status reconstructIntra16x16(typename Depth::Coefficient** ppSrcCoeff, Samples<D
     if ((coded & 0x1FFFF) == 0)
         return StatusOk;
 
-    const auto dequantiser = rule.template blocks4x4<Coefficient>();
-    CoefficientStream<Coefficient> coefficients(ppSrcCoeff);
+    const auto dequantiser = rule.template blocks<4, Coefficient>();
+    Coefficient* next = *ppSrcCoeff;
     std::array<Coefficient, 16> dcs{};
     if ((coded & 1) != 0) {
-        const Coefficient* const c = coefficients.take(16);
+        const Coefficient* const c = take(next, 16);
         if (dequantiser.lossless)
             std::copy_n(c, 16, dcs.begin());
         else
@@ -160,12 +167,12 @@ Status reconstructIntra16x16(typename Depth::Coefficient** ppSrcCoeff, Samples<D
     for (std::size_t i = 0; i < 16; i++) {
         const Coefficient dc = dcs[block_subblock_mapping[i]];
         if ((coded >> (i + 1) & 1) != 0)
-            addBlock(dst.data, dst.stride, coefficients.take(16), dc, dequantiser, depth);
+            addBlock(dst.data, dst.stride, take(next, 16), dc, dequantiser, depth);
         else if (dc != 0)
             addDc(dst.data, dst.stride, dc, dequantiser, depth);
         dst.data = dst.at(xyoff[i].x, xyoff[i].y);
     }
-    coefficients.store();
+    *ppSrcCoeff = next;
     return StatusOk;
 }
 
@@ -174,97 +181,119 @@ struct Chroma420 {
     static constexpr int height = 8;
     static constexpr std::size_t blocks = 4;
 
-    // 8.5.11.1. The results have as many bits as the coefficients.
+    // The results have as many bits as the coefficients.
     template <class Coefficient>
     static std::array<Coefficient, blocks> transformDc(const Coefficient* c)
     {
-        const int32_t a = wrapAdd(c[0], c[1]);
-        const int32_t b = wrapSub(c[0], c[1]);
-        const int32_t d = wrapAdd(c[2], c[3]);
-        const int32_t e = wrapSub(c[2], c[3]);
-        return {static_cast<Coefficient>(wrapAdd(a, d)), static_cast<Coefficient>(wrapAdd(b, e)),
-                static_cast<Coefficient>(wrapSub(a, d)), static_cast<Coefficient>(wrapSub(b, e))};
+        std::array<Coefficient, blocks> f;
+        std::ranges::transform(hadamard2x2<int32_t>({c[0], c[1], c[2], c[3]}), f.begin(),
+                               [](int32_t v) { return static_cast<Coefficient>(v); });
+        return f;
+    }
+};
+
+// Chroma of 4:2:2: blocks 8 samples wide and 16 high.
+struct Chroma422 {
+    static constexpr int height = 16;
+    static constexpr std::size_t blocks = 8;
+
+    // 8.5.11.1 for an array of two columns.
+    template <class Coefficient>
+    static std::array<int32_t, blocks> transformDc(const Coefficient* c)
+    {
+        const auto left = hadamard4<int32_t>({c[0], c[2], c[4], c[6]});
+        const auto right = hadamard4<int32_t>({c[1], c[3], c[5], c[7]});
+        std::array<int32_t, blocks> f;
+        for (std::size_t y = 0; y < 4; y++) {
+            f[2 * y] = wrapAdd(left[y], right[y]);
+            f[2 * y + 1] = wrapSub(left[y], right[y]);
+        }
+        return f;
     }
 };
 
 // One of the two chroma components of a macroblock.
-template <class Format, class Depth>
-class ChromaComponent
-{
-public:
-    using Coefficient = typename Depth::Coefficient;
-    using Dcs = std::array<Coefficient, Format::blocks>; // of the blocks, in raster order
-
-    template <class Rule>
-    ChromaComponent(typename Depth::Sample* data, std::ptrdiff_t stride, const Rule& rule)
-        : samples_{data, stride}, dequantiser_(rule.template blocks4x4<Coefficient>()),
-          dcScaling_(rule.chromaDc())
-    {}
-
-    // The DC coefficients of the stream, transformed and scaled.
-    Dcs takeDcs(CoefficientStream<Coefficient>& coefficients) const
-    {
-        const Coefficient* const c = coefficients.take(Format::blocks);
-        Dcs dcs;
-        if (dequantiser_.lossless) {
-            std::copy_n(c, Format::blocks, dcs.begin());
-        } else {
-            dcs = Format::transformDc(c);
-            for (Coefficient& dc : dcs)
-                dc = static_cast<Coefficient>(dcScaling_(dc));
-        }
-        return dcs;
-    }
-
-    // The blocks; bit i of `coded` belongs to block i.
-    void addBlocks(CoefficientStream<Coefficient>& coefficients, const Dcs& dcs, uint32_t coded,
-                   const Depth& depth) const
-    {
-        for (std::size_t i = 0; i < Format::blocks; i++) {
-            auto* const dst = samples_.at(4 * static_cast<int>(i % 2), 4 * static_cast<int>(i / 2));
-            if ((coded >> i & 1) != 0)
-                addBlock(dst, samples_.stride, coefficients.take(16), dcs[i], dequantiser_, depth);
-            else if (dcs[i] != 0)
-                addDc(dst, samples_.stride, dcs[i], dequantiser_, depth);
-        }
-    }
-
-private:
-    Samples<Depth> samples_;
-    Dequantiser4x4<Coefficient> dequantiser_;
-    DcScaling dcScaling_;
+template <class Depth, class Rule>
+struct ChromaComponent {
+    typename Depth::Coefficient** ppSrcCoeff; // perhaps that of the other component too
+    Samples<Depth> samples;
+    uint32_t coded; // bit 0 belongs to the DC coefficients, bit i + 1 to block i
+    Rule rule;
 };
 
-// Bits of coded blocks: the DC of Cb and Cr, the blocks of Cb, the blocks of Cr.
-constexpr int chromaDcBit = 17;
-constexpr int chromaBlocksBit = 19;
-
+// The coded blocks of a component, 0 or 1, in a set of both: the DC of each, the blocks of the first, the
+// blocks of the second.
 template <class Format>
-constexpr bool hasChroma(uint64_t coded)
+constexpr uint32_t codedOf(int component, uint64_t cbp)
 {
-    constexpr auto bits = 2 + 2 * Format::blocks;
-    return (coded >> chromaDcBit & ((uint64_t{1} << bits) - 1)) != 0;
+    constexpr int blocks = Format::blocks;
+    const auto dc = static_cast<uint32_t>(cbp >> (17 + component) & 1);
+    const auto ac = static_cast<uint32_t>(cbp >> (19 + component * blocks) & ((1 << blocks) - 1));
+    return ac << 1 | dc;
+}
+
+// The DC coefficients of the blocks in raster order.
+template <class Format, class Depth, class Rule>
+std::array<typename Depth::Coefficient, Format::blocks>
+takeChromaDc(const ChromaComponent<Depth, Rule>& component, bool lossless)
+{
+    using Coefficient = typename Depth::Coefficient;
+    std::array<Coefficient, Format::blocks> dcs{};
+    if ((component.coded & 1) == 0)
+        return dcs;
+    const Coefficient* const c = take(*component.ppSrcCoeff, Format::blocks);
+    if (lossless) {
+        std::copy_n(c, Format::blocks, dcs.begin());
+    } else {
+        const DcScaling scaling = component.rule.chromaDc();
+        std::ranges::transform(Format::transformDc(c), dcs.begin(),
+                               [&](int32_t f) { return static_cast<Coefficient>(scaling(f)); });
+    }
+    return dcs;
+}
+
+template <class Format, class Depth, class Rule>
+void addChromaBlocks(const ChromaComponent<Depth, Rule>& component,
+                     const std::array<typename Depth::Coefficient, Format::blocks>& dcs,
+                     const Dequantiser<4, typename Depth::Coefficient>& dequantiser, const Depth& depth)
+{
+    const auto [ppSrcCoeff, samples, coded, rule] = component;
+    for (std::size_t i = 0; i < Format::blocks; i++) {
+        auto* const dst = samples.at(4 * static_cast<int>(i % 2), 4 * static_cast<int>(i / 2));
+        if ((coded >> (i + 1) & 1) != 0)
+            addBlock(dst, samples.stride, take(*ppSrcCoeff, 16), dcs[i], dequantiser, depth);
+        else if (dcs[i] != 0)
+            addDc(dst, samples.stride, dcs[i], dequantiser, depth);
+    }
 }
 
 // The residual of both components on top of a prediction (8.5.4).
-template <class Format, class Depth>
-void reconstructChroma(typename Depth::Coefficient** ppSrcCoeff, const ChromaComponent<Format, Depth>& cb,
-                       const ChromaComponent<Format, Depth>& cr, uint64_t coded, const Depth& depth)
+template <class Format, class Depth, class Rule>
+void reconstructChroma(const ChromaComponent<Depth, Rule>& cb, const ChromaComponent<Depth, Rule>& cr,
+                       const Depth& depth)
 {
-    CoefficientStream<typename Depth::Coefficient> coefficients(ppSrcCoeff);
-    typename ChromaComponent<Format, Depth>::Dcs dcsCb{};
-    typename ChromaComponent<Format, Depth>::Dcs dcsCr{};
-    if ((coded >> chromaDcBit & 1) != 0)
-        dcsCb = cb.takeDcs(coefficients);
-    if ((coded >> (chromaDcBit + 1) & 1) != 0)
-        dcsCr = cr.takeDcs(coefficients);
-    cb.addBlocks(coefficients, dcsCb, static_cast<uint32_t>(coded >> chromaBlocksBit), depth);
-    cr.addBlocks(coefficients, dcsCr, static_cast<uint32_t>(coded >> (chromaBlocksBit + Format::blocks)),
-                 depth);
-    coefficients.store();
+    using Coefficient = typename Depth::Coefficient;
+    constexpr uint32_t all = (2 << Format::blocks) - 1;
+    if (((cb.coded | cr.coded) & all) == 0)
+        return;
+    const auto dequantiserCb = cb.rule.template blocks<4, Coefficient>();
+    const auto dequantiserCr = cr.rule.template blocks<4, Coefficient>();
+    const auto dcsCb = takeChromaDc<Format>(cb, dequantiserCb.lossless);
+    const auto dcsCr = takeChromaDc<Format>(cr, dequantiserCr.lossless);
+    addChromaBlocks<Format>(cb, dcsCb, dequantiserCb, depth);
+    addChromaBlocks<Format>(cr, dcsCr, dequantiserCr, depth);
 }
 
-// The status of a chroma mode and, if it is StatusOk, the prediction of both components.
+// The same for components in planes of one step, whose coefficients are in one stream.
+template <class Format, class Rule>
+void reconstructChroma(int16_t** ppSrcCoeff, uint8_t* cb, uint8_t* cr, int32_t step, uint64_t cbp,
+                       const Rule& ruleCb, const Rule& ruleCr)
+{
+    reconstructChroma<Format, Depth8, Rule>({ppSrcCoeff, {cb, step}, codedOf<Format>(0, cbp), ruleCb},
+                                            {ppSrcCoeff, {cr, step}, codedOf<Format>(1, cbp), ruleCr}, {});
+}
+
+// The prediction of both components, if it is possible.
 template <class Format, class Depth>
 Status predictChromaComponents(Samples<Depth> cb, Samples<Depth> cr, uint32_t mode, uint32_t edgeFlags,
                                const Depth& depth)
@@ -279,15 +308,21 @@ Status predictChromaComponents(Samples<Depth> cb, Samples<Depth> cr, uint32_t mo
     return StatusOk;
 }
 
-// DC prediction where the upper and the lower half have different neighbours at the left.
+// The same where the upper and the lower half have different neighbours at the left, which only DC prediction
+// can cope with.
 template <class Format, class Depth>
-void predictChromaHalves(Samples<Depth> dst, uint32_t edgeFlagsUpper, uint32_t edgeFlagsLower,
-                         const Depth& depth)
+Status predictChromaHalves(Samples<Depth> cb, Samples<Depth> cr, uint32_t mode, uint32_t edgeFlagsUpper,
+                           uint32_t edgeFlagsLower, const Depth& depth)
 {
+    if (mode != static_cast<uint32_t>(ChromaMode::dc))
+        return StatusBadIntraMode;
     const uint32_t lower = (edgeFlagsUpper & ~leftMissing) | (edgeFlagsLower & leftMissing);
     constexpr int half = Format::height / 2;
-    predictChromaDc(dst.data, dst.stride, 0, half, macroblockAvailability(edgeFlagsUpper), depth);
-    predictChromaDc(dst.data, dst.stride, half, 2 * half, macroblockAvailability(lower), depth);
+    for (const Samples<Depth>& c : {cb, cr}) {
+        predictChromaDc(c.data, c.stride, 0, half, macroblockAvailability(edgeFlagsUpper), depth);
+        predictChromaDc(c.data, c.stride, half, 2 * half, macroblockAvailability(lower), depth);
+    }
+    return StatusOk;
 }
 
 } // namespace kelvcpx::h264

@@ -1,4 +1,4 @@
-// Inter macroblocks of 8-bit pictures: the residual is added to the prediction.
+// Inter macroblocks of 8-bit 4:2:0 pictures: the residual is added to the prediction.
 
 #include "core/arguments.h"
 #include "h264/reconstruct.h"
@@ -11,14 +11,12 @@ using namespace kelvcpx::h264;
 Status keliReconstructLumaInterMB_H264_16s8u_C1R(int16_t** ppSrcCoeff, uint8_t* pSrcDst, int32_t srcDstStep,
                                                  uint32_t cbp, int32_t QP) noexcept
 {
-    if (anyNull(ppSrcCoeff) || anyNull(pSrcDst) || anyNull(*ppSrcCoeff))
+    if (anyNull(ppSrcCoeff, pSrcDst) || anyNull(*ppSrcCoeff))
         return StatusNullPointer;
     if (QP < 0 || QP > largestQp)
         return StatusOutOfRange;
-    const uint32_t coded = cbp >> 1 & 0xFFFF;
-    if (coded != 0)
-        reconstructInterBlocks<4, Depth8>(ppSrcCoeff, {pSrcDst, srcDstStep}, coded,
-                                          DefaultScaling(QP).blocks4x4<int16_t>(), {});
+    reconstructInterBlocks<4, Depth8>(ppSrcCoeff, {pSrcDst, srcDstStep}, coded4x4(cbp), DefaultScaling(QP),
+                                      {});
     return StatusOk;
 }
 
@@ -26,17 +24,14 @@ Status keliReconstructLumaInter4x4MB_H264_16s8u_C1R(int16_t** ppSrcCoeff, uint8_
                                                     int32_t srcDstStep, uint32_t cbp, int32_t QP,
                                                     const int16_t* pLevelScale, uint8_t bypass) noexcept
 {
-    if (anyNull(ppSrcCoeff) || anyNull(pSrcDst) || anyNull(pLevelScale, *ppSrcCoeff))
+    if (anyNull(ppSrcCoeff, pSrcDst, pLevelScale) || anyNull(*ppSrcCoeff))
         return StatusNullPointer;
     if (srcDstStep == 0)
         return StatusBadStep;
     if (QP < 0 || QP > largestQp)
         return StatusOutOfRange;
-    const uint32_t coded = cbp >> 1 & 0xFFFF;
-    if (coded != 0)
-        reconstructInterBlocks<4, Depth8>(ppSrcCoeff, {pSrcDst, srcDstStep}, coded,
-                                          LevelScaling(pLevelScale, QP, bypass != 0).blocks4x4<int16_t>(),
-                                          {});
+    reconstructInterBlocks<4, Depth8>(ppSrcCoeff, {pSrcDst, srcDstStep}, coded4x4(cbp),
+                                      LevelScaling(pLevelScale, QP, bypass != 0), {});
     return StatusOk;
 }
 
@@ -44,17 +39,14 @@ Status keliReconstructLumaInter8x8MB_H264_16s8u_C1R(int16_t** ppSrcCoeff, uint8_
                                                     int32_t srcDstStep, uint32_t cbp, int32_t QP,
                                                     const int16_t* pLevelScale, uint8_t bypass) noexcept
 {
-    if (anyNull(ppSrcCoeff) || anyNull(pSrcDst) || anyNull(pLevelScale, *ppSrcCoeff))
+    if (anyNull(ppSrcCoeff, pSrcDst, pLevelScale) || anyNull(*ppSrcCoeff))
         return StatusNullPointer;
     if (srcDstStep == 0)
         return StatusBadStep;
     if (QP < 0 || QP > largestQp)
         return StatusOutOfRange;
-    const uint32_t coded = cbp & 0xF;
-    if (coded != 0)
-        reconstructInterBlocks<8, Depth8>(ppSrcCoeff, {pSrcDst, srcDstStep}, coded,
-                                          LevelScaling(pLevelScale, QP, bypass != 0).blocks8x8<int16_t>(),
-                                          {});
+    reconstructInterBlocks<8, Depth8>(ppSrcCoeff, {pSrcDst, srcDstStep}, coded8x8(cbp),
+                                      LevelScaling(pLevelScale, QP, bypass != 0), {});
     return StatusOk;
 }
 
@@ -62,15 +54,14 @@ Status keliReconstructChromaInterMB_H264_16s8u_P2R(int16_t** ppSrcCoeff, uint8_t
                                                    uint8_t* pSrcDstCr, int32_t srcDstStep, uint32_t cbp,
                                                    int32_t QPc) noexcept
 {
-    if (anyNull(ppSrcCoeff) || anyNull(pSrcDstCb, pSrcDstCr) || anyNull(*ppSrcCoeff))
+    if (anyNull(ppSrcCoeff, pSrcDstCb, pSrcDstCr) || anyNull(*ppSrcCoeff))
         return StatusNullPointer;
     if (srcDstStep == 0)
         return StatusBadStep;
     if (QPc < 0 || QPc > largestChromaQp)
         return StatusOutOfRange;
-    if (hasChroma<Chroma420>(cbp))
-        reconstructChroma<Chroma420, Depth8>(ppSrcCoeff, {pSrcDstCb, srcDstStep, DefaultScaling(QPc)},
-                                             {pSrcDstCr, srcDstStep, DefaultScaling(QPc)}, cbp, {});
+    reconstructChroma<Chroma420>(ppSrcCoeff, pSrcDstCb, pSrcDstCr, srcDstStep, cbp, DefaultScaling(QPc),
+                                 DefaultScaling(QPc));
     return StatusOk;
 }
 
@@ -80,16 +71,14 @@ Status keliReconstructChromaInter4x4MB_H264_16s8u_P2R(int16_t** ppSrcCoeff, uint
                                                       const int16_t* pLevelScaleCb,
                                                       const int16_t* pLevelScaleCr, uint8_t bypass) noexcept
 {
-    if (anyNull(ppSrcCoeff) || anyNull(pSrcDstCb, pSrcDstCr) ||
-        anyNull(pLevelScaleCb, pLevelScaleCr, *ppSrcCoeff))
+    if (anyNull(ppSrcCoeff, pSrcDstCb, pSrcDstCr, pLevelScaleCb, pLevelScaleCr) || anyNull(*ppSrcCoeff))
         return StatusNullPointer;
     if (srcDstStep == 0)
         return StatusBadStep;
     if (QPcb < 0 || QPcb > largestChromaQp || QPcr < 0 || QPcr > largestChromaQp)
         return StatusOutOfRange;
-    if (hasChroma<Chroma420>(cbp))
-        reconstructChroma<Chroma420, Depth8>(
-            ppSrcCoeff, {pSrcDstCb, srcDstStep, LevelScaling(pLevelScaleCb, QPcb, bypass != 0)},
-            {pSrcDstCr, srcDstStep, LevelScaling(pLevelScaleCr, QPcr, bypass != 0)}, cbp, {});
+    reconstructChroma<Chroma420>(ppSrcCoeff, pSrcDstCb, pSrcDstCr, srcDstStep, cbp,
+                                 LevelScaling(pLevelScaleCb, QPcb, bypass != 0),
+                                 LevelScaling(pLevelScaleCr, QPcr, bypass != 0));
     return StatusOk;
 }

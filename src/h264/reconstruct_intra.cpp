@@ -1,67 +1,46 @@
-// Intra macroblocks of 8-bit pictures: predicted and completed by the residual block by block.
+// Intra macroblocks of 8-bit 4:2:0 pictures: predicted and completed by the residual block by block.
 
 #include "core/arguments.h"
-#include "h264/reconstruct.h"
+#include "h264/records.h"
 
 #include <kelvcpx/h264_residual.h>
 
 namespace kelvcpx::h264 {
 namespace {
 
-// Bits of `cbp` in the order of the blocks of a macroblock or half of one.
-constexpr uint32_t coded4x4(uint32_t cbp)
-{
-    return cbp >> 1 & 0xFFFF;
-}
-
 // The checks of the luma operations whose blocks have modes of their own.
 Status check(int16_t** ppSrcCoeff, const uint8_t* pSrcDst, const uint32_t* pIntraModes, int32_t srcDstStep,
              int32_t QP)
 {
-    if (anyNull(ppSrcCoeff) || anyNull(pSrcDst) || anyNull(pIntraModes) || anyNull(*ppSrcCoeff))
+    if (anyNull(ppSrcCoeff, pSrcDst, pIntraModes) || anyNull(*ppSrcCoeff))
         return StatusNullPointer;
     if (srcDstStep < 1)
         return StatusBadStep;
     return QP < 0 || QP > largestQp ? StatusOutOfRange : StatusOk;
 }
 
-// Intra_4x4 with the default scaling, and with factors of the caller.
-Status reconstruct4x4(int16_t** ppSrcCoeff, uint8_t* pSrcDst, int32_t srcDstStep, const uint32_t* pIntraModes,
-                      uint32_t coded, int32_t QP, uint8_t edgeFlags, std::size_t count)
+// Intra_4x4 with the default scaling.
+Status reconstruct(int16_t** ppSrcCoeff, uint8_t* pSrcDst, int32_t srcDstStep, const uint32_t* pIntraModes,
+                   uint32_t coded, int32_t QP, uint8_t edgeFlags, std::size_t count)
 {
-    const Status status = check(ppSrcCoeff, pSrcDst, pIntraModes, srcDstStep, QP);
-    if (status != StatusOk)
+    if (const Status status = check(ppSrcCoeff, pSrcDst, pIntraModes, srcDstStep, QP); status != StatusOk)
         return status;
     return reconstructIntraBlocks<4, Depth8>(ppSrcCoeff, {pSrcDst, srcDstStep}, pIntraModes, coded, edgeFlags,
-                                             count, DefaultScaling(QP).blocks4x4<int16_t>(), {});
+                                             count, DefaultScaling(QP), {});
 }
 
-Status reconstruct4x4(int16_t** ppSrcCoeff, uint8_t* pSrcDst, int32_t srcDstStep, const uint32_t* pIntraModes,
-                      uint32_t coded, int32_t QP, uint8_t edgeFlags, const int16_t* pLevelScale,
-                      uint8_t bypass, std::size_t count)
+// Blocks of n x n samples with factors of the caller.
+template <int n>
+Status reconstruct(int16_t** ppSrcCoeff, uint8_t* pSrcDst, int32_t srcDstStep, const uint32_t* pIntraModes,
+                   uint32_t coded, int32_t QP, uint8_t edgeFlags, const int16_t* pLevelScale, uint8_t bypass,
+                   std::size_t count)
 {
     if (anyNull(pLevelScale))
         return StatusNullPointer;
-    const Status status = check(ppSrcCoeff, pSrcDst, pIntraModes, srcDstStep, QP);
-    if (status != StatusOk)
+    if (const Status status = check(ppSrcCoeff, pSrcDst, pIntraModes, srcDstStep, QP); status != StatusOk)
         return status;
-    return reconstructIntraBlocks<4, Depth8>(
-        ppSrcCoeff, {pSrcDst, srcDstStep}, pIntraModes, coded, edgeFlags, count,
-        LevelScaling(pLevelScale, QP, bypass != 0).blocks4x4<int16_t>(), {});
-}
-
-Status reconstruct8x8(int16_t** ppSrcCoeff, uint8_t* pSrcDst, int32_t srcDstStep, const uint32_t* pIntraModes,
-                      uint32_t coded, int32_t QP, uint8_t edgeFlags, const int16_t* pLevelScale,
-                      uint8_t bypass, std::size_t count)
-{
-    if (anyNull(pLevelScale))
-        return StatusNullPointer;
-    const Status status = check(ppSrcCoeff, pSrcDst, pIntraModes, srcDstStep, QP);
-    if (status != StatusOk)
-        return status;
-    return reconstructIntraBlocks<8, Depth8>(
-        ppSrcCoeff, {pSrcDst, srcDstStep}, pIntraModes, coded, edgeFlags, count,
-        LevelScaling(pLevelScale, QP, bypass != 0).blocks8x8<int16_t>(), {});
+    return reconstructIntraBlocks<n, Depth8>(ppSrcCoeff, {pSrcDst, srcDstStep}, pIntraModes, coded, edgeFlags,
+                                             count, LevelScaling(pLevelScale, QP, bypass != 0), {});
 }
 
 } // namespace
@@ -74,14 +53,14 @@ Status keliReconstructLumaIntraMB_H264_16s8u_C1R(int16_t** ppSrcCoeff, uint8_t* 
                                                  const uint32_t* pIntraModes, uint32_t cbp, int32_t QP,
                                                  uint8_t edgeFlags) noexcept
 {
-    return reconstruct4x4(ppSrcCoeff, pSrcDst, srcDstStep, pIntraModes, coded4x4(cbp), QP, edgeFlags, 16);
+    return reconstruct(ppSrcCoeff, pSrcDst, srcDstStep, pIntraModes, coded4x4(cbp), QP, edgeFlags, 16);
 }
 
 Status keliReconstructLumaIntraHalfMB_H264_16s8u_C1R(int16_t** ppSrcCoeff, uint8_t* pSrcDst,
                                                      int32_t srcDstStep, const uint32_t* pIntraModes,
                                                      uint32_t cbp, int32_t QP, uint8_t edgeFlags) noexcept
 {
-    return reconstruct4x4(ppSrcCoeff, pSrcDst, srcDstStep, pIntraModes, cbp, QP, edgeFlags, 8);
+    return reconstruct(ppSrcCoeff, pSrcDst, srcDstStep, pIntraModes, cbp, QP, edgeFlags, 8);
 }
 
 Status keliReconstructLumaIntra4x4MB_H264_16s8u_C1R(int16_t** ppSrcCoeff, uint8_t* pSrcDst,
@@ -89,7 +68,7 @@ Status keliReconstructLumaIntra4x4MB_H264_16s8u_C1R(int16_t** ppSrcCoeff, uint8_
                                                     uint32_t cbp, int32_t QP, uint8_t edgeFlags,
                                                     const int16_t* pLevelScale, uint8_t bypass) noexcept
 {
-    return reconstruct4x4(ppSrcCoeff, pSrcDst, srcDstStep, pIntraModes, coded4x4(cbp), QP, edgeFlags,
+    return reconstruct<4>(ppSrcCoeff, pSrcDst, srcDstStep, pIntraModes, coded4x4(cbp), QP, edgeFlags,
                           pLevelScale, bypass, 16);
 }
 
@@ -98,7 +77,7 @@ Status keliReconstructLumaIntraHalf4x4MB_H264_16s8u_C1R(int16_t** ppSrcCoeff, ui
                                                         uint32_t cbp, int32_t QP, uint8_t edgeFlags,
                                                         const int16_t* pLevelScale, uint8_t bypass) noexcept
 {
-    return reconstruct4x4(ppSrcCoeff, pSrcDst, srcDstStep, pIntraModes, cbp, QP, edgeFlags, pLevelScale,
+    return reconstruct<4>(ppSrcCoeff, pSrcDst, srcDstStep, pIntraModes, cbp, QP, edgeFlags, pLevelScale,
                           bypass, 8);
 }
 
@@ -107,7 +86,7 @@ Status keliReconstructLumaIntra8x8MB_H264_16s8u_C1R(int16_t** ppSrcCoeff, uint8_
                                                     uint32_t cbp, int32_t QP, uint8_t edgeFlags,
                                                     const int16_t* pLevelScale, uint8_t bypass) noexcept
 {
-    return reconstruct8x8(ppSrcCoeff, pSrcDst, srcDstStep, pIntraModes, cbp, QP, edgeFlags, pLevelScale,
+    return reconstruct<8>(ppSrcCoeff, pSrcDst, srcDstStep, pIntraModes, cbp, QP, edgeFlags, pLevelScale,
                           bypass, 4);
 }
 
@@ -116,7 +95,7 @@ Status keliReconstructLumaIntraHalf8x8MB_H264_16s8u_C1R(int16_t** ppSrcCoeff, ui
                                                         uint32_t cbp, int32_t QP, uint8_t edgeFlags,
                                                         const int16_t* pLevelScale, uint8_t bypass) noexcept
 {
-    return reconstruct8x8(ppSrcCoeff, pSrcDst, srcDstStep, pIntraModes, cbp, QP, edgeFlags, pLevelScale,
+    return reconstruct<8>(ppSrcCoeff, pSrcDst, srcDstStep, pIntraModes, cbp, QP, edgeFlags, pLevelScale,
                           bypass, 2);
 }
 
@@ -124,7 +103,7 @@ Status keliReconstructLumaIntra16x16MB_H264_16s8u_C1R(int16_t** ppSrcCoeff, uint
                                                       int32_t srcDstStep, uint32_t mode, uint32_t cbp,
                                                       int32_t QP, uint8_t edgeFlags) noexcept
 {
-    if (anyNull(ppSrcCoeff) || anyNull(pSrcDst) || anyNull(*ppSrcCoeff))
+    if (anyNull(ppSrcCoeff, pSrcDst) || anyNull(*ppSrcCoeff))
         return StatusNullPointer;
     if (QP < 0 || QP > largestQp)
         return StatusOutOfRange;
@@ -137,7 +116,7 @@ Status keliReconstructLumaIntra_16x16MB_H264_16s8u_C1R(int16_t** ppSrcCoeff, uin
                                                        int32_t QP, uint8_t edgeFlags,
                                                        const int16_t* pLevelScale, uint8_t bypass) noexcept
 {
-    if (anyNull(ppSrcCoeff) || anyNull(pSrcDst) || anyNull(pLevelScale, *ppSrcCoeff))
+    if (anyNull(ppSrcCoeff, pSrcDst, pLevelScale) || anyNull(*ppSrcCoeff))
         return StatusNullPointer;
     if (srcDstStep < 1)
         return StatusBadStep;
@@ -151,7 +130,7 @@ Status keliReconstructChromaIntraMB_H264_16s8u_P2R(int16_t** ppSrcCoeff, uint8_t
                                                    uint8_t* pSrcDstCr, int32_t srcDstStep, uint32_t mode,
                                                    uint32_t cbp, int32_t QPc, uint8_t edgeFlags) noexcept
 {
-    if (anyNull(ppSrcCoeff) || anyNull(pSrcDstCb, pSrcDstCr) || anyNull(*ppSrcCoeff))
+    if (anyNull(ppSrcCoeff, pSrcDstCb, pSrcDstCr) || anyNull(*ppSrcCoeff))
         return StatusNullPointer;
     if (srcDstStep == 0)
         return StatusBadStep;
@@ -171,8 +150,7 @@ Status keliReconstructChromaIntra4x4MB_H264_16s8u_P2R(int16_t** ppSrcCoeff, uint
                                                       uint8_t edgeFlags, const int16_t* pLevelScaleCb,
                                                       const int16_t* pLevelScaleCr, uint8_t bypass) noexcept
 {
-    if (anyNull(ppSrcCoeff) || anyNull(pSrcDstCb, pSrcDstCr) ||
-        anyNull(pLevelScaleCb, pLevelScaleCr, *ppSrcCoeff))
+    if (anyNull(ppSrcCoeff, pSrcDstCb, pSrcDstCr, pLevelScaleCb, pLevelScaleCr) || anyNull(*ppSrcCoeff))
         return StatusNullPointer;
     if (srcDstStep == 0)
         return StatusBadStep;
@@ -191,16 +169,16 @@ Status keliReconstructChromaIntraHalfsMB_H264_16s8u_P2R(int16_t** ppSrcCoeff, ui
                                                         uint32_t cbp, int32_t QPc, uint8_t edgeFlagsUpper,
                                                         uint8_t edgeFlagsLower) noexcept
 {
-    if (anyNull(ppSrcCoeff) || anyNull(pSrcDstCb, pSrcDstCr) || anyNull(*ppSrcCoeff))
+    if (anyNull(ppSrcCoeff, pSrcDstCb, pSrcDstCr) || anyNull(*ppSrcCoeff))
         return StatusNullPointer;
     if (srcDstStep == 0)
         return StatusBadStep;
     if (QPc < 0 || QPc > largestQp)
         return StatusOutOfRange;
-    if (mode != static_cast<uint32_t>(ChromaMode::dc))
-        return StatusBadIntraMode;
-    for (uint8_t* const plane : {pSrcDstCb, pSrcDstCr})
-        predictChromaHalves<Chroma420, Depth8>({plane, srcDstStep}, edgeFlagsUpper, edgeFlagsLower, {});
+    const Status status = predictChromaHalves<Chroma420, Depth8>(
+        {pSrcDstCb, srcDstStep}, {pSrcDstCr, srcDstStep}, mode, edgeFlagsUpper, edgeFlagsLower, {});
+    if (status != StatusOk)
+        return status;
     return keliReconstructChromaInterMB_H264_16s8u_P2R(ppSrcCoeff, pSrcDstCb, pSrcDstCr, srcDstStep, cbp,
                                                        QPc);
 }
@@ -213,4 +191,35 @@ Status keliReconstructChromaIntraHalvesMB_H264_16s8u_P2R(int16_t** ppSrcCoeff, u
 {
     return keliReconstructChromaIntraHalfsMB_H264_16s8u_P2R(ppSrcCoeff, pSrcDstCb, pSrcDstCr, srcDstStep,
                                                             mode, cbp, QPc, edgeFlagsUpper, edgeFlagsLower);
+}
+
+Status keliReconstructChromaIntraHalfs4x4MB_H264_16s8u_P2R(
+    int16_t** ppSrcCoeff, uint8_t* pSrcDstCb, uint8_t* pSrcDstCr, int32_t srcDstStep, uint32_t mode,
+    uint32_t cbp, int32_t QPcb, int32_t QPcr, uint8_t edgeFlagsUpper, uint8_t edgeFlagsLower,
+    const int16_t* pLevelScaleCb, const int16_t* pLevelScaleCr, uint8_t bypass) noexcept
+{
+    const BlockReconParams8u cb{ppSrcCoeff, pSrcDstCb, srcDstStep, cbp, QPcb, pLevelScaleCb, bypass, 8};
+    const BlockReconParams8u cr{ppSrcCoeff, pSrcDstCr, srcDstStep, cbp, QPcr, pLevelScaleCr, bypass, 8};
+    const std::array pair = {&cb, &cr};
+    return reconstructIntraHalfPair(pair.data(), mode, edgeFlagsUpper, edgeFlagsLower, Records420{});
+}
+
+Status keliReconstructChromaIntraHalves4x4MB_H264_16s8u_P2R(int16_t** ppSrcCoeff, uint8_t* pSrcDstCb,
+                                                            uint8_t* pSrcDstCr, int32_t srcDstStep,
+                                                            uint32_t mode, uint32_t cbp, int32_t QPcb,
+                                                            int32_t QPcr, uint8_t edgeFlagsUpper,
+                                                            uint8_t edgeFlagsLower) noexcept
+{
+    if (anyNull(ppSrcCoeff, pSrcDstCb, pSrcDstCr) || anyNull(*ppSrcCoeff))
+        return StatusNullPointer;
+    if (srcDstStep < 1)
+        return StatusBadStep;
+    if (QPcb < 0 || QPcb > largestChromaQp || QPcr < 0 || QPcr > largestChromaQp)
+        return StatusOutOfRange;
+    const Status status = predictChromaHalves<Chroma420, Depth8>(
+        {pSrcDstCb, srcDstStep}, {pSrcDstCr, srcDstStep}, mode, edgeFlagsUpper, edgeFlagsLower, {});
+    if (status == StatusOk)
+        reconstructChroma<Chroma420>(ppSrcCoeff, pSrcDstCb, pSrcDstCr, srcDstStep, cbp, DefaultScaling(QPcb),
+                                     DefaultScaling(QPcr));
+    return status;
 }

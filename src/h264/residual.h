@@ -6,9 +6,9 @@
 #include "core/arithmetic.h"
 #include "core/vec.h"
 #include "h264/depth.h"
+#include "h264/inverse_transform.h"
+#include "h264/lanes.h"
 #include "h264/scaling.h"
-#include "h264/transform.h"
-#include "tables/h264_tables.h"
 
 #include <algorithm>
 #include <array>
@@ -18,131 +18,36 @@
 
 namespace kelvcpx::h264 {
 
-// The upper four lanes in place of the lower ones.
-inline S16x8 upperHalf(S16x8 v)
+// Adds the residual of a block of n x n samples to the prediction and clips.
+template <int n, class Depth, std::size_t vectors>
+[[gnu::always_inline]] inline void addResidual(typename Depth::Sample* dst, std::ptrdiff_t stride,
+                                               const std::array<typename Depth::Lanes, vectors>& residual,
+                                               const Depth& depth)
 {
-    return std::bit_cast<S16x8>(joinHigh(std::bit_cast<U32x4>(v), std::bit_cast<U32x4>(v)));
-}
-
-inline Coefficients<16, int16_t> transpose(const Coefficients<16, int16_t>& x)
-{
-    const S16x8 a = interleaveLow(x[0], x[1]);
-    const S16x8 b = interleaveHigh(x[0], x[1]);
-    return {interleaveLow(a, b), interleaveHigh(a, b)};
-}
-
-inline Coefficients<64, int16_t> transpose(const Coefficients<64, int16_t>& x)
-{
-    // Interleaving the first half of the rows with the second is one third of the way.
-    const auto third = [](const Coefficients<64, int16_t>& v) {
-        Coefficients<64, int16_t> result;
-        for (std::size_t i = 0; i < 4; i++) {
-            result[2 * i] = interleaveLow(v[i], v[i + 4]);
-            result[2 * i + 1] = interleaveHigh(v[i], v[i + 4]);
-        }
-        return result;
-    };
-    return third(third(third(x)));
-}
-
-// The residual of a 4x4 block. The results of the rows have 16 bits; those of the columns need more before
-// they are shifted.
-inline Coefficients<16, int16_t> transformed(const Coefficients<16, int16_t>& coefficients)
-{
-    const auto columns = transpose(coefficients);
-    const auto y = inverse4<S16x8>({columns[0], upperHalf(columns[0]), columns[1], upperHalf(columns[1])});
-    const auto y01 = std::bit_cast<U32x4>(interleaveLow(y[0], y[1]));
-    const auto y23 = std::bit_cast<U32x4>(interleaveLow(y[2], y[3]));
-    const auto rows01 = std::bit_cast<S16x8>(interleaveLow(y01, y23));
-    const auto rows23 = std::bit_cast<S16x8>(interleaveHigh(y01, y23));
-
-    const auto r =
-        inverse4<S32x4>({widenLow(rows01) + 32, widenHigh(rows01), widenLow(rows23), widenHigh(rows23)});
-    return {narrow(r[0] >> 6, r[1] >> 6), narrow(r[2] >> 6, r[3] >> 6)};
-}
-
-// One direction of the 8x8 transform, of eight rows or columns at once, whatever bits the sums need.
-template <int32_t rounding, int32_t shift>
-[[gnu::noinline]] Coefficients<64, int16_t> widePass(const Coefficients<64, int16_t>& x)
-{
-    std::array<S32x4, 8> low;
-    std::array<S32x4, 8> high;
-    for (std::size_t i = 0; i < 8; i++) {
-        low[i] = widenLow(x[i]);
-        high[i] = widenHigh(x[i]);
-    }
-    low[0] += rounding;
-    high[0] += rounding;
-    low = inverse8(low);
-    high = inverse8(high);
-    Coefficients<64, int16_t> y;
-    for (std::size_t i = 0; i < 8; i++)
-        y[i] = narrow(low[i] >> shift, high[i] >> shift);
-    return y;
-}
-
-// True if all lanes are within -limit - 1..limit.
-template <std::size_t n>
-bool areWithin(const std::array<S16x8, n>& lanes, int16_t limit)
-{
-    S16x8 least = lanes[0];
-    S16x8 most = lanes[0];
-    for (std::size_t i = 1; i < n; i++) {
-        least = minimum(least, lanes[i]);
-        most = maximum(most, lanes[i]);
-    }
-    const auto beyond = std::bit_cast<Vec16<uint64_t>>(maximum(most, ~least) > splat16(limit));
-    return (beyond[0] | beyond[1]) == 0;
-}
-
-// Of the results of rows 16 bits count. Those of any sum do, unless it is shifted: sums of odd inputs with
-// weights that add up to 3.5 are.
-inline Coefficients<64, int16_t> passOverRows(const Coefficients<64, int16_t>& x)
-{
-    if (areWithin<4>({x[1], x[3], x[5], x[7]}, 32760 * 2 / 7)) [[likely]]
-        return inverse8(x);
-    return widePass<0, 0>(x);
-}
-
-// The results of columns count whole. The weights of no sum add up to more than 7.4.
-inline Coefficients<64, int16_t> passOverColumns(Coefficients<64, int16_t> x)
-{
-    if (!areWithin(x, 32700 * 10 / 74)) [[unlikely]]
-        return widePass<32, 6>(x);
-    x[0] += 32;
-    x = inverse8(x);
-    for (S16x8& row : x)
-        row >>= 6;
-    return x;
-}
-
-inline Coefficients<64, int16_t> transformed(const Coefficients<64, int16_t>& coefficients)
-{
-    return passOverColumns(transpose(passOverRows(transpose(coefficients))));
-}
-
-// Adds a residual to the prediction and clips. This and what follows down to addSample() exists for each
-// depth.
-inline void addResidual(uint8_t* dst, std::ptrdiff_t stride, const Coefficients<16, int16_t>& residual,
-                        Depth8)
-{
-    const U8x16 prediction = gatherRows<4, 4>(dst, stride);
-    scatterRows<4, 4>(dst, stride, kelvcpx::addResidual(prediction, {residual[0], residual[1]}));
-}
-
-inline void addResidual(uint8_t* dst, std::ptrdiff_t stride, const Coefficients<64, int16_t>& residual,
-                        Depth8)
-{
-    for (std::size_t i = 0; i < 8; i += 2) {
-        const U8x16 prediction = gatherRows<8, 2>(dst, stride);
-        scatterRows<8, 2>(dst, stride, kelvcpx::addResidual(prediction, {residual[i], residual[i + 1]}));
-        dst += 2 * stride;
+    using Lanes = typename Depth::Lanes;
+    const auto add = [&](Lanes prediction, Lanes r) { return depth.clip(prediction + depth.limited(r)); };
+    constexpr int rows = 2 * Depth::lanes / n;
+    for (std::size_t i = 0; i < vectors; i += 2) {
+        const auto prediction = gather<Depth, n, rows>(dst, stride);
+        const Lanes low = add(Depth::widenLow(prediction), residual[i]);
+        const Lanes high = add(Depth::widenHigh(prediction), residual[i + 1]);
+        scatter<Depth, n, rows>(dst, stride, Depth::narrow(low, high));
+        dst += rows * stride;
     }
 }
 
 // The same residual for all samples of a block of n x n.
+template <int n, class Depth>
+void addConstant(typename Depth::Sample* dst, std::ptrdiff_t stride, int32_t residual, const Depth& depth)
+{
+    std::array<typename Depth::Lanes, n * n / Depth::lanes> all;
+    all.fill(Depth::splat(residual));
+    addResidual<n>(dst, stride, all, depth);
+}
+
+// 8-bit samples need not be widened.
 template <int n>
-void addConstant(uint8_t* dst, std::ptrdiff_t stride, int32_t residual, Depth8)
+void addConstant(uint8_t* dst, std::ptrdiff_t stride, int32_t residual, const Depth8&)
 {
     const U8x16 up = splat8(static_cast<uint8_t>(std::clamp(residual, 0, 255)));
     const U8x16 down = splat8(static_cast<uint8_t>(std::clamp(-residual, 0, 255)));
@@ -154,16 +59,13 @@ void addConstant(uint8_t* dst, std::ptrdiff_t stride, int32_t residual, Depth8)
     }
 }
 
-inline void addSample(uint8_t* dst, int32_t residual, Depth8)
-{
-    *dst = ClampTbl[static_cast<std::size_t>(256 + *dst + std::clamp(residual, -256, 255))];
-}
-
 // True if a coefficient other than the first is not zero.
 template <class Lanes, std::size_t vectors>
 bool hasAc(const std::array<Lanes, vectors>& coefficients)
 {
-    auto all = std::bit_cast<Vec16<uint64_t>>(withFirst(coefficients[0], 0));
+    Lanes first = coefficients[0];
+    first[0] = 0;
+    auto all = std::bit_cast<Vec16<uint64_t>>(first);
     for (std::size_t i = 1; i < vectors; i++)
         all |= std::bit_cast<Vec16<uint64_t>>(coefficients[i]);
     return (all[0] | all[1]) != 0;
@@ -176,20 +78,20 @@ template <int n, class Lanes, std::size_t vectors, class Depth>
                                                   const Depth& depth)
 {
     if (hasAc(scaled))
-        addResidual(dst, stride, transformed(scaled), depth);
+        addResidual<n>(dst, stride, transformed(scaled), depth);
     else
-        addConstant<n>(dst, stride, (scaled[0][0] + 32) >> 6, depth);
+        addConstant<n>(dst, stride, wrapAdd(scaled[0][0], 32) >> 6, depth);
 }
 
 // A coded block of n x n coefficients.
 template <int n, class Depth>
 void addBlock(typename Depth::Sample* dst, std::ptrdiff_t stride,
               const typename Depth::Coefficient* coefficients,
-              const Dequantiser<n * n, typename Depth::Coefficient>& dequantiser, const Depth& depth)
+              const Dequantiser<n, typename Depth::Coefficient>& dequantiser, const Depth& depth)
 {
     const auto c = loadCoefficients<n * n>(coefficients);
     if (dequantiser.lossless)
-        addResidual(dst, stride, c, depth);
+        addResidual<n>(dst, stride, c, depth);
     else
         addTransformed<n>(dst, stride, dequantiser.scaling(c), depth);
 }
@@ -198,14 +100,14 @@ void addBlock(typename Depth::Sample* dst, std::ptrdiff_t stride,
 template <class Depth>
 void addBlock(typename Depth::Sample* dst, std::ptrdiff_t stride,
               const typename Depth::Coefficient* coefficients, typename Depth::Coefficient dc,
-              const Dequantiser<16, typename Depth::Coefficient>& dequantiser, const Depth& depth)
+              const Dequantiser<4, typename Depth::Coefficient>& dequantiser, const Depth& depth)
 {
     auto c = loadCoefficients<16>(coefficients);
     if (!dequantiser.lossless)
         c = dequantiser.scaling(c);
     c[0] = withFirst(c[0], dc);
     if (dequantiser.lossless)
-        addResidual(dst, stride, c, depth);
+        addResidual<4>(dst, stride, c, depth);
     else
         addTransformed<4>(dst, stride, c, depth);
 }
@@ -213,12 +115,12 @@ void addBlock(typename Depth::Sample* dst, std::ptrdiff_t stride,
 // A 4x4 block of which only the DC, from elsewhere, is coded.
 template <class Depth>
 void addDc(typename Depth::Sample* dst, std::ptrdiff_t stride, typename Depth::Coefficient dc,
-           const Dequantiser<16, typename Depth::Coefficient>& dequantiser, const Depth& depth)
+           const Dequantiser<4, typename Depth::Coefficient>& dequantiser, const Depth& depth)
 {
     if (dequantiser.lossless)
-        addSample(dst, dc, depth);
+        *dst = depth.add(*dst, dc);
     else
-        addConstant<4>(dst, stride, (dc + 32) >> 6, depth);
+        addConstant<4>(dst, stride, wrapAdd(dc, 32) >> 6, depth);
 }
 
 } // namespace kelvcpx::h264

@@ -29,6 +29,17 @@ struct LanesOf<int16_t> {
     }
 };
 
+template <>
+struct LanesOf<int32_t> {
+    using Type = S32x4;
+
+    static S32x4 factors(const int16_t* p, int32_t left)
+    {
+        const Vec16<uint64_t> four{loadUnaligned<uint64_t>(p), 0};
+        return widenLow(std::bit_cast<S16x8>(four)) << left;
+    }
+};
+
 // The coefficients of a block in raster order, side by side.
 template <std::size_t size, class Coefficient>
 using Coefficients =
@@ -41,18 +52,25 @@ Coefficients<size, Coefficient> loadCoefficients(const Coefficient* p)
 }
 
 // The lanes with another value in the first one.
-inline S16x8 withFirst(S16x8 lanes, int16_t value)
+template <class Lanes, class Coefficient>
+Lanes withFirst(Lanes lanes, Coefficient value)
 {
     lanes[0] = value;
     return lanes;
 }
 
-// (c * factor + half) >> shift in lanes of 16 bits, for shifts 1..15; the products have 32 bits.
+// (c * factor + half) >> shift in lanes, for shifts 1..15. The products have 32 bits in lanes of 16 bits too.
 inline S16x8 multiplyAndRound(S16x8 c, S16x8 factor, int32_t shift)
 {
     const auto low = std::bit_cast<U16x8>(wrapMul(c, factor));
     const auto high = std::bit_cast<U16x8>(multiplyHigh(c, factor));
     return std::bit_cast<S16x8>((low >> shift) + (high << (16 - shift)) + ((low >> (shift - 1)) & 1));
+}
+
+inline S32x4 multiplyAndRound(S32x4 c, S32x4 factor, int32_t shift)
+{
+    const int32_t half = 1 << (shift - 1);
+    return wrapAdd(wrapMul(c, factor), S32x4{} + half) >> shift;
 }
 
 // The scaling of the blocks of a macroblock that have `size` coefficients.
@@ -96,29 +114,34 @@ struct DcScaling {
     int32_t operator()(int32_t v) const { return wrapAdd(wrapMul(v, factor), rounding) >> shift; }
 };
 
-// How the blocks of a macroblock with `size` coefficients each become residuals.
-template <std::size_t size, class Coefficient>
+// That of 8.5.10, and of 8.5.11.2 for 4:2:2, with a factor for the QP % 6.
+inline DcScaling roundedDcScaling(int32_t factor, int32_t qp)
+{
+    const int32_t period = qp / 6;
+    if (period < 6)
+        return {factor, 1 << (5 - period), 6 - period};
+    return {factor * (1 << (period - 6)), 0, 0};
+}
+
+// How blocks of n x n coefficients become residuals.
+template <int n, class Coefficient>
 struct Dequantiser {
-    Scaling<size, Coefficient> scaling;
+    Scaling<n * n, Coefficient> scaling;
     bool lossless; // no scaling and no transforms: coefficients are residuals
 };
 
-template <class Coefficient>
-using Dequantiser4x4 = Dequantiser<16, Coefficient>;
-template <class Coefficient>
-using Dequantiser8x8 = Dequantiser<64, Coefficient>;
-
 // The rules of scaling. Each gives the dequantiser of blocks and the scaling of DC coefficients.
 
-// The default scaling, with the factors of a table for every QP.
+// The default scaling of 4x4 blocks, with the factors of a table for every QP.
 class DefaultScaling
 {
 public:
     explicit DefaultScaling(int32_t qp) : qp_(static_cast<std::size_t>(qp)) {}
 
-    template <class Coefficient>
-    Dequantiser4x4<Coefficient> blocks4x4() const
+    template <int n, class Coefficient>
+    Dequantiser<n, Coefficient> blocks() const
     {
+        static_assert(n == 4);
         Scaling<16, Coefficient> scaling(InvQuantTable_w7[qp_].data(), 0);
         scaling.setDcFactor(static_cast<Coefficient>(InvQuantTable[qp_][0]));
         return {scaling, false};
@@ -141,34 +164,45 @@ class LevelScaling
 {
 public:
     LevelScaling(const int16_t* factors, int32_t qp, bool bypass)
-        : factors_(factors), period_(qp / 6), lossless_(bypass && qp == 0)
+        : factors_(factors), qp_(qp), lossless_(bypass && qp == 0)
     {}
 
-    template <class Coefficient>
-    Dequantiser4x4<Coefficient> blocks4x4() const
+    template <int n, class Coefficient>
+    Dequantiser<n, Coefficient> blocks() const
     {
-        return {{factors_, period_ - 4}, lossless_};
+        return {{factors_, qp_ / 6 - (n == 4 ? 4 : 6)}, lossless_};
     }
 
-    template <class Coefficient>
-    Dequantiser8x8<Coefficient> blocks8x8() const
-    {
-        return {{factors_, period_ - 6}, lossless_};
-    }
+    DcScaling lumaDc() const { return roundedDcScaling(factors_[0], qp_); }
 
-    DcScaling lumaDc() const
-    {
-        if (period_ < 6)
-            return {factors_[0], 1 << (5 - period_), 6 - period_};
-        return {factors_[0] * (1 << (period_ - 6)), 0, 0};
-    }
-
-    DcScaling chromaDc() const { return {factors_[0] * (1 << period_), 0, 5}; }
+    DcScaling chromaDc() const { return {factors_[0] * (1 << (qp_ / 6)), 0, 5}; }
 
 private:
     const int16_t* factors_;
-    int32_t period_;
+    int32_t qp_;
     bool lossless_;
+};
+
+// The same for chroma of 4:2:2, whose DC coefficients have a QP of their own (8.5.11.2) and a factor for
+// that.
+class LevelScaling422
+{
+public:
+    LevelScaling422(const int16_t* factors, int32_t qp, int32_t dcFactor, bool bypass)
+        : blocks_(factors, qp, bypass), dc_(roundedDcScaling(dcFactor, qp + 3))
+    {}
+
+    template <int n, class Coefficient>
+    Dequantiser<n, Coefficient> blocks() const
+    {
+        return blocks_.blocks<n, Coefficient>();
+    }
+
+    DcScaling chromaDc() const { return dc_; }
+
+private:
+    LevelScaling blocks_;
+    DcScaling dc_;
 };
 
 } // namespace kelvcpx::h264

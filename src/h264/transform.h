@@ -41,6 +41,11 @@ inline S32x4 wrapSub(S32x4 a, S32x4 b)
     return std::bit_cast<S32x4>(std::bit_cast<U32x4>(a) - std::bit_cast<U32x4>(b));
 }
 
+inline S32x4 wrapMul(S32x4 a, S32x4 b)
+{
+    return std::bit_cast<S32x4>(std::bit_cast<U32x4>(a) * std::bit_cast<U32x4>(b));
+}
+
 // One row or column of the 4x4 transform (8.5.12.2).
 template <class T>
 [[gnu::always_inline]] inline std::array<T, 4> inverse4(const std::array<T, 4>& x)
@@ -78,7 +83,8 @@ template <class T>
             wrapSub(b6, b1), wrapSub(b4, b3), wrapSub(b2, b5), wrapSub(b0, b7)};
 }
 
-// One row or column of the Hadamard transform of the luma DC (8.5.10).
+// One row or column of the Hadamard transform of the luma DC (8.5.10), and a column of the chroma DC of 4:2:2
+// (8.5.11.1).
 template <class T>
 std::array<T, 4> hadamard4(const std::array<T, 4>& x)
 {
@@ -87,6 +93,17 @@ std::array<T, 4> hadamard4(const std::array<T, 4>& x)
     const T c = wrapAdd(x[2], x[3]);
     const T d = wrapSub(x[2], x[3]);
     return {wrapAdd(a, c), wrapSub(a, c), wrapSub(b, d), wrapAdd(b, d)};
+}
+
+// The transform of the four chroma DC coefficients of 4:2:0 in raster order (8.5.11.1).
+template <class T>
+std::array<T, 4> hadamard2x2(const std::array<T, 4>& c)
+{
+    const T a = wrapAdd(c[0], c[1]);
+    const T b = wrapSub(c[0], c[1]);
+    const T d = wrapAdd(c[2], c[3]);
+    const T e = wrapSub(c[2], c[3]);
+    return {wrapAdd(a, d), wrapAdd(b, e), wrapSub(a, d), wrapSub(b, e)};
 }
 
 } // namespace kelvcpx::h264

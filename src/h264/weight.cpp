@@ -56,13 +56,6 @@ void combineGroups(const Combination<S>& block, Combine combine)
         }
 }
 
-using kelvcpx::average;
-
-U16x8 average(U16x8 a, U16x8 b)
-{
-    return (a | b) - ((a ^ b) >> 1);
-}
-
 // (s1 + s2 + 1) >> 1 (8.4.2.3.1)
 template <class S>
 void averagePredictions(const Combination<S>& block)
