@@ -90,7 +90,7 @@ void expectLarge(Operation operation, int n, std::array<uint32_t, 4> numbers)
                 Plane<uint8_t> expected = plane;
                 const bool refused = (needed[mode] & ~availability) != 0;
                 if (!refused)
-                    plainPredictLarge(expected, n, static_cast<int>(mode), (availability & top) != 0,
+                    plainPredictLarge(expected, n, n, static_cast<int>(mode), (availability & top) != 0,
                                       [=](int) { return (availability & left) != 0; });
                 EXPECT_EQ(operation(plane.data(), plane.step(), numbers[mode], availability),
                           refused ? StatusBadIntraMode : StatusOk);

@@ -79,28 +79,30 @@ inline int plainSum(const SampleAt& p, int x, int y, int stepX, int stepY, int n
 }
 
 // The mean of the sides of n samples at (x, y) that are there.
-inline int plainMean(const SampleAt& p, int x, int y, int n, bool top, bool left)
+inline int plainMean(const SampleAt& p, int x, int y, int n, bool top, bool left, int bitDepth)
 {
     const int sum = (top ? plainSum(p, x, -1, 1, 0, n) : 0) + (left ? plainSum(p, -1, y, 0, 1, n) : 0);
     const int count = (top ? n : 0) + (left ? n : 0);
-    return count == 0 ? 128 : (sum + count / 2) / count;
+    return count == 0 ? 1 << (bitDepth - 1) : (sum + count / 2) / count;
 }
 
 // The samples around a block with replacements for those that are not available.
 class PlainNeighbours
 {
 public:
-    PlainNeighbours(const Plane<uint8_t>& plane, int x0, int y0, int n, Around around)
+    template <class T>
+    PlainNeighbours(const Plane<T>& plane, int x0, int y0, int n, Around around, int bitDepth)
         : n_(n), left_(static_cast<std::size_t>(n)), top_(static_cast<std::size_t>(2 * n))
     {
+        const int middle = 1 << (bitDepth - 1);
         for (int i = 0; i < n; i++) {
-            left_[static_cast<std::size_t>(i)] = around.left ? plane.at(x0 - 1, y0 + i) : 128;
-            top_[static_cast<std::size_t>(i)] = around.top ? plane.at(x0 + i, y0 - 1) : 128;
+            left_[static_cast<std::size_t>(i)] = around.left ? plane.at(x0 - 1, y0 + i) : middle;
+            top_[static_cast<std::size_t>(i)] = around.top ? plane.at(x0 + i, y0 - 1) : middle;
         }
         for (int i = n; i < 2 * n; i++)
             top_[static_cast<std::size_t>(i)] =
                 around.topRight ? plane.at(x0 + i, y0 - 1) : top_[static_cast<std::size_t>(n - 1)];
-        corner_ = around.topLeft ? plane.at(x0 - 1, y0 - 1) : 128;
+        corner_ = around.topLeft ? plane.at(x0 - 1, y0 - 1) : middle;
     }
 
     int operator()(int x, int y) const
@@ -149,66 +151,65 @@ private:
 };
 
 // Intra_4x4 and Intra_8x8.
-inline void plainPredict(Plane<uint8_t>& plane, int x0, int y0, int n, int mode, Around around)
+template <class T>
+void plainPredict(Plane<T>& plane, int x0, int y0, int n, int mode, Around around, int bitDepth = 8)
 {
-    PlainNeighbours neighbours(plane, x0, y0, n, around);
+    PlainNeighbours neighbours(plane, x0, y0, n, around, bitDepth);
     if (n == 8)
         neighbours = neighbours.filtered(around);
     const SampleAt p = neighbours;
-    const int mean = plainMean(p, 0, 0, n, around.top, around.left);
+    const int mean = plainMean(p, 0, 0, n, around.top, around.left, bitDepth);
     for (int y = 0; y < n; y++)
         for (int x = 0; x < n; x++)
-            plane.at(x0 + x, y0 + y) =
-                static_cast<uint8_t>(mode == 2 ? mean : plainDirectional(mode, n, p, x, y));
+            plane.at(x0 + x, y0 + y) = static_cast<T>(mode == 2 ? mean : plainDirectional(mode, n, p, x, y));
 }
 
-// 8.3.3.4 and 8.3.4.4 for square blocks.
-inline int plainPlane(const SampleAt& p, int n, int x, int y)
+// 8.3.3.4 and 8.3.4.4: luma is 16 samples wide, chroma 8.
+inline int plainPlane(const SampleAt& p, int width, int height, int x, int y, int bitDepth)
 {
+    const int xCentre = width / 2 - 1;
+    const int yCentre = height / 2 - 1;
     int h = 0;
     int v = 0;
-    for (int i = 0; i < n / 2; i++) {
-        h += (i + 1) * (p(n / 2 + i, -1) - p(n / 2 - 2 - i, -1));
-        v += (i + 1) * (p(-1, n / 2 + i) - p(-1, n / 2 - 2 - i));
-    }
-    const int factor = n == 16 ? 5 : 34;
-    const int b = (factor * h + 32) >> 6;
-    const int c = (factor * v + 32) >> 6;
-    const int a = 16 * (p(-1, n - 1) + p(n - 1, -1));
-    const int centre = n / 2 - 1;
-    return std::clamp((a + b * (x - centre) + c * (y - centre) + 16) >> 5, 0, 255);
+    for (int i = 1; i <= width / 2; i++)
+        h += i * (p(xCentre + i, -1) - p(xCentre - i, -1));
+    for (int i = 1; i <= height / 2; i++)
+        v += i * (p(-1, yCentre + i) - p(-1, yCentre - i));
+    const int b = ((width == 16 ? 5 : 34) * h + 32) >> 6;
+    const int c = ((height == 16 ? 5 : 34) * v + 32) >> 6;
+    const int a = 16 * (p(-1, height - 1) + p(width - 1, -1));
+    return std::clamp((a + b * (x - xCentre) + c * (y - yCentre) + 16) >> 5, 0, (1 << bitDepth) - 1);
 }
 
-// Intra_16x16 and chroma of 4:2:0, whose modes are mapped to those of Intra_16x16. `leftOf` tells whether the
-// left neighbour of a row is available.
-inline void plainPredictLarge(Plane<uint8_t>& plane, int n, int mode, bool top,
-                              const std::function<bool(int)>& leftOf)
+// 8.3.4.1 to 8.3.4.3.
+inline int plainChromaDc(const SampleAt& p, int x, int y, bool top, bool left, int bitDepth)
 {
-    const Plane<uint8_t> before = plane;
+    const int blockX = x & ~3;
+    const int blockY = y & ~3;
+    if (blockX > 0 && blockY == 0)
+        left = left && !top;
+    if (blockX == 0 && blockY > 0)
+        top = top && !left;
+    return plainMean([&](int i, int j) { return p(j < 0 ? blockX + i : i, i < 0 ? blockY + j : j); }, 0, 0, 4,
+                     top, left, bitDepth);
+}
+
+// Intra_16x16 and chroma, whose modes are mapped to those of Intra_16x16. `leftOf` tells whether the left
+// neighbour of a row is available.
+template <class T>
+void plainPredictLarge(Plane<T>& plane, int width, int height, int mode, bool top,
+                       const std::function<bool(int)>& leftOf, int bitDepth = 8)
+{
+    const Plane<T> before = plane;
     const SampleAt p = [&](int x, int y) -> int { return before.at(x, y); };
-    for (int y = 0; y < n; y++)
-        for (int x = 0; x < n; x++) {
-            int sample = 0;
-            if (mode == 0) {
-                sample = p(x, -1);
-            } else if (mode == 1) {
-                sample = p(-1, y);
-            } else if (mode == 3) {
-                sample = plainPlane(p, n, x, y);
-            } else if (n == 16) {
-                sample = plainMean(p, 0, 0, 16, top, leftOf(0));
-            } else {
-                const int blockX = x & 4;
-                const int blockY = y & 4;
-                bool useTop = top;
-                bool useLeft = leftOf(y);
-                if (blockX > 0 && blockY == 0)
-                    useLeft = useLeft && !useTop;
-                if (blockX == 0 && blockY > 0)
-                    useTop = useTop && !useLeft;
-                sample = plainMean(p, blockX, blockY, 4, useTop, useLeft);
-            }
-            plane.at(x, y) = static_cast<uint8_t>(sample);
+    for (int y = 0; y < height; y++)
+        for (int x = 0; x < width; x++) {
+            const int sample = mode == 0     ? p(x, -1)
+                               : mode == 1   ? p(-1, y)
+                               : mode == 3   ? plainPlane(p, width, height, x, y, bitDepth)
+                               : width == 16 ? plainMean(p, 0, 0, 16, top, leftOf(0), bitDepth)
+                                             : plainChromaDc(p, x, y, top, leftOf(y), bitDepth);
+            plane.at(x, y) = static_cast<T>(sample);
         }
 }
 

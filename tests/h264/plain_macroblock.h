@@ -1,5 +1,5 @@
 // What the tests of reconstruction share: random coefficients and scaling of a macroblock, and its residual
-// added one number at a time.
+// added one number at a time. T is the type of the samples.
 #pragma once
 
 #include "h264/plain_residual.h"
@@ -11,7 +11,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
+#include <type_traits>
 #include <vector>
 
 namespace kelvcpx::test {
@@ -22,12 +24,32 @@ constexpr uint8_t noTop = 0x04;
 constexpr uint8_t noTopLeft = 0x10;
 constexpr uint8_t noTopRight = 0x20;
 
-// Coefficients for one block, of any magnitude from none at all to more than an encoder would send.
-inline std::vector<int16_t> randomBlock(Random& random, std::size_t size)
+template <class T>
+using CoefficientOf = std::conditional_t<std::is_same_v<T, uint8_t>, int16_t, int32_t>;
+template <class T>
+constexpr int coefficientBits = 8 * sizeof(CoefficientOf<T>);
+
+template <class T>
+int randomBitDepth(Random& random)
 {
-    std::vector<int16_t> block(size, 0);
-    const int64_t most = (1 << random.uniform<int>(1, 15)) - 1;
-    const auto coefficient = [&] { return random.extreme<int16_t>(-most - 1, most); };
+    return std::is_same_v<T, uint8_t> ? 8 : random.extreme<int>(8, 14);
+}
+
+template <class T>
+Plane<T> randomPlane(Random& random, int width, int height, int bitDepth)
+{
+    Plane<T> plane(width, height);
+    plane.randomise(random, 0, (1 << bitDepth) - 1);
+    return plane;
+}
+
+// Coefficients for one block, of any magnitude from none at all to more than an encoder would send.
+template <class Coefficient>
+std::vector<Coefficient> randomBlock(Random& random, std::size_t size)
+{
+    std::vector<Coefficient> block(size, 0);
+    const int64_t most = (int64_t{1} << random.uniform<int>(1, 8 * sizeof(Coefficient) - 1)) - 1;
+    const auto coefficient = [&] { return random.extreme<Coefficient>(-most - 1, most); };
     switch (random.uniform<int>(0, 3)) {
     case 0:
         break;
@@ -57,13 +79,14 @@ inline std::vector<int16_t> randomScales(Random& random, int n, int qp)
     return scales;
 }
 
-// The packed coefficients of a macroblock, and what is expected to be left of them.
+// Packed coefficients, and what is expected to be left of them.
+template <class Coefficient>
 class Packed
 {
 public:
-    std::vector<int16_t> add(Random& random, std::size_t size)
+    std::vector<Coefficient> add(Random& random, std::size_t size)
     {
-        const std::vector<int16_t> block = randomBlock(random, size);
+        const std::vector<Coefficient> block = randomBlock<Coefficient>(random, size);
         all_.insert(all_.end(), block.begin(), block.end());
         return block;
     }
@@ -72,16 +95,16 @@ public:
     template <class Operation>
     Status consume(Operation operation, bool moves = true)
     {
-        std::vector<int16_t> copy = all_;
+        std::vector<Coefficient> copy = all_;
         copy.push_back(1); // there is always a pointer
-        int16_t* next = copy.data();
+        Coefficient* next = copy.data();
         const Status status = operation(&next);
         EXPECT_EQ(next - copy.data(), moves ? static_cast<std::ptrdiff_t>(all_.size()) : 0);
         return status;
     }
 
 private:
-    std::vector<int16_t> all_;
+    std::vector<Coefficient> all_;
 };
 
 // How the blocks of one component are scaled.
@@ -91,34 +114,38 @@ struct Rule {
     bool lossless;
 };
 
-inline Rule randomRule(Random& random, int n, bool high, int largestQp, bool& bypass)
+inline Rule randomRule(Random& random, int n, bool levelScales, int largestQp, bool bypass)
 {
     const int qp = random.oneIn(4) ? 0 : random.extreme<int>(0, largestQp);
-    bypass = random.oneIn(3);
-    return {qp, high ? randomScales(random, n, qp) : plainFlatScales(n, qp), high && bypass && qp == 0};
+    return {qp, levelScales ? randomScales(random, n, qp) : plainFlatScales(n, qp),
+            levelScales && bypass && qp == 0};
 }
 
-inline void addToPlane(Plane<uint8_t>& plane, int x0, int y0, const Block& residual)
+template <class T>
+void addToPlane(Plane<T>& plane, int x0, int y0, const Block& residual, int bitDepth)
 {
     const int n = residual.size() == 16 ? 4 : 8;
+    const int64_t largest = (1 << bitDepth) - 1;
     for (int k = 0; k < n * n; k++) {
-        uint8_t& sample = plane.at(x0 + k % n, y0 + k / n);
-        sample =
-            static_cast<uint8_t>(std::clamp<int64_t>(sample + residual[static_cast<std::size_t>(k)], 0, 255));
+        T& sample = plane.at(x0 + k % n, y0 + k / n);
+        const int64_t limited = std::clamp(residual[static_cast<std::size_t>(k)], -largest, largest);
+        sample = static_cast<T>(std::clamp<int64_t>(sample + limited, 0, largest));
     }
 }
 
 // A block; its DC is scaled with the others, or comes from elsewhere.
-inline void addBlock(Plane<uint8_t>& plane, int x0, int y0, const std::vector<int16_t>& coefficients,
-                     const Rule& rule, const int64_t* dc = nullptr)
+template <class T>
+void addBlock(Plane<T>& plane, int x0, int y0, const std::vector<CoefficientOf<T>>& coefficients,
+              const Rule& rule, int bitDepth, const int64_t* dc = nullptr)
 {
+    constexpr int bits = coefficientBits<T>;
     Block d(coefficients.begin(), coefficients.end());
     if (!rule.lossless)
         for (std::size_t k = 0; k < d.size(); k++)
-            d[k] = plainScale(d[k], rule.scales[k], rule.qp, d.size() == 16 ? 4 : 6);
+            d[k] = plainScale(d[k], rule.scales[k], rule.qp, d.size() == 16 ? 4 : 6, bits);
     if (dc != nullptr)
         d[0] = *dc;
-    addToPlane(plane, x0, y0, rule.lossless ? d : plainTransform(d));
+    addToPlane(plane, x0, y0, rule.lossless ? d : plainTransform(d, bits), bitDepth);
 }
 
 // Whether a mode needs a missing neighbour: vertical, horizontal, DC, plane.

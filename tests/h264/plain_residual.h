@@ -1,5 +1,5 @@
 // Scaling and inverse transforms as the equations of ITU-T H.264 8.5 give them, one number at a time. Scaled
-// coefficients and the results of rows are cut to 16 bits.
+// coefficients and the results of rows are cut to the bits of a coefficient, all sums to 32 bits.
 #pragma once
 
 #include <array>
@@ -14,6 +14,17 @@ using Block = std::vector<int64_t>; // raster order, square
 inline int64_t low16(int64_t v)
 {
     return static_cast<int16_t>(v);
+}
+
+inline int64_t low32(int64_t v)
+{
+    return static_cast<int32_t>(v);
+}
+
+// The low bits that a coefficient has room for.
+inline int64_t lowBits(int64_t v, int bits)
+{
+    return bits == 16 ? low16(v) : low32(v);
 }
 
 // 8.5.9: normAdjust4x4 and normAdjust8x8 times a flat weight of 16.
@@ -48,13 +59,13 @@ inline std::vector<int16_t> plainFlatScales(int n, int qp)
     return scales;
 }
 
-// 8.5.12.1 (exponent 4), 8.5.13.1 and 8.5.10 (exponent 6).
-inline int64_t plainScale(int64_t c, int64_t scale, int qp, int exponent)
+// 8.5.12.1 (exponent 4), 8.5.13.1, 8.5.10 and 8.5.11.2 for 4:2:2 (exponent 6).
+inline int64_t plainScale(int64_t c, int64_t scale, int qp, int exponent, int bits = 16)
 {
     const int period = qp / 6;
     if (period >= exponent)
-        return low16(c * scale * (1 << (period - exponent)));
-    return low16((c * scale + (1 << (exponent - 1 - period))) >> (exponent - period));
+        return lowBits(c * scale * (1 << (period - exponent)), bits);
+    return lowBits(low32(c * scale + (1 << (exponent - 1 - period))) >> (exponent - period), bits);
 }
 
 inline std::array<int64_t, 4> plainInverse4(const std::array<int64_t, 4>& d)
@@ -69,13 +80,13 @@ inline std::array<int64_t, 4> plainInverse4(const std::array<int64_t, 4>& d)
 inline std::array<int64_t, 8> plainInverse8(const std::array<int64_t, 8>& d)
 {
     const int64_t e0 = d[0] + d[4];
-    const int64_t e1 = -d[3] + d[5] - d[7] - (d[7] >> 1);
+    const int64_t e1 = low32(-d[3] + d[5] - d[7] - (d[7] >> 1));
     const int64_t e2 = d[0] - d[4];
-    const int64_t e3 = d[1] + d[7] - d[3] - (d[3] >> 1);
+    const int64_t e3 = low32(d[1] + d[7] - d[3] - (d[3] >> 1));
     const int64_t e4 = (d[2] >> 1) - d[6];
-    const int64_t e5 = -d[1] + d[7] + d[5] + (d[5] >> 1);
+    const int64_t e5 = low32(-d[1] + d[7] + d[5] + (d[5] >> 1));
     const int64_t e6 = d[2] + (d[6] >> 1);
-    const int64_t e7 = d[3] + d[5] + d[1] + (d[1] >> 1);
+    const int64_t e7 = low32(d[3] + d[5] + d[1] + (d[1] >> 1));
     const int64_t f0 = e0 + e6;
     const int64_t f1 = e1 + (e7 >> 2);
     const int64_t f2 = e2 + e4;
@@ -89,7 +100,7 @@ inline std::array<int64_t, 8> plainInverse8(const std::array<int64_t, 8>& d)
 
 // The residual of scaled coefficients (8.5.12.2, 8.5.13.2).
 template <std::size_t n, class Inverse>
-Block plainTransform(const Block& d, Inverse inverse)
+Block plainTransform(const Block& d, Inverse inverse, int bits)
 {
     Block rows(n * n);
     for (std::size_t i = 0; i < n; i++) {
@@ -98,7 +109,7 @@ Block plainTransform(const Block& d, Inverse inverse)
             line[j] = d[n * i + j];
         line = inverse(line);
         for (std::size_t j = 0; j < n; j++)
-            rows[n * i + j] = low16(line[j]);
+            rows[n * i + j] = lowBits(line[j], bits);
     }
     Block residual(n * n);
     for (std::size_t j = 0; j < n; j++) {
@@ -107,14 +118,15 @@ Block plainTransform(const Block& d, Inverse inverse)
             line[i] = rows[n * i + j];
         line = inverse(line);
         for (std::size_t i = 0; i < n; i++)
-            residual[n * i + j] = (line[i] + 32) >> 6;
+            residual[n * i + j] = low32(line[i] + 32) >> 6;
     }
     return residual;
 }
 
-inline Block plainTransform(const Block& d)
+inline Block plainTransform(const Block& d, int bits = 16)
 {
-    return d.size() == 16 ? plainTransform<4>(d, plainInverse4) : plainTransform<8>(d, plainInverse8);
+    return d.size() == 16 ? plainTransform<4>(d, plainInverse4, bits)
+                          : plainTransform<8>(d, plainInverse8, bits);
 }
 
 // 8.5.10: the matrix of +1 and -1 from both sides.
