@@ -196,7 +196,7 @@ int CabacReader::intraChromaMode()
 // 9.3.3.1.1.6: whether the 8x8 block beside or above refers to another picture than the first of the list.
 bool CabacReader::refersBeyondFirst(std::size_t list, std::size_t block, bool fromLeft) const
 {
-    const Macroblock& macroblock = *current_->macroblock;
+    const Macroblock& macroblock = current_->macroblock;
     const std::size_t distance = fromLeft ? 1 : 2;
     if ((block & distance) != 0)
         return macroblock.refIdx[list][block - distance] > 0;
@@ -214,7 +214,7 @@ bool CabacReader::refersBeyondFirst(std::size_t list, std::size_t block, bool fr
     const int mbY = neighbour.address / motion.widthInMbs;
     const int refIdx = motion.refIdx[list][motion.block8x8(2 * mbX + static_cast<int>(column),
                                                            2 * mbY + static_cast<int>(row))];
-    return refIdx > (info->field && !current_->info->field ? 1 : 0);
+    return refIdx > (info->field && !current_->info.field ? 1 : 0);
 }
 
 int CabacReader::refIdx(std::size_t list, std::size_t block, int most)
@@ -243,7 +243,7 @@ int CabacReader::mvdContextSum(std::size_t list, const BlockArea& area, std::siz
         const int value =
             mvds[static_cast<std::size_t>(neighbour.address)].at(list, x, neighbour.row / 4)[component];
         const bool isField = slice_.picture.at(neighbour.address).field;
-        if (component == 0 || isField == current_->info->field)
+        if (component == 0 || isField == current_->info.field)
             return value;
         return isField ? 2 * value : value / 2;
     };
@@ -355,12 +355,12 @@ bool CabacReader::isCoded(const ResidualBlock& block, bool fromLeft) const
     const int x = fromLeft ? block.x - 1 : block.x;
     const int y = fromLeft ? block.y : block.y - 1;
     if (x >= 0 && y >= 0 && !isDc)
-        return current_->info->totalCoeff[block.indexOf(x, y)] != 0;
+        return current_->info.totalCoeff[block.indexOf(x, y)] != 0;
     const Neighbour neighbour =
         fromLeft ? current_->around.left(block.y * rowHeight) : current_->around.top();
     const MbInfo* const info = infoOf(neighbour);
     if (info == nullptr)
-        return isIntra(current_->macroblock->kind);
+        return isIntra(current_->macroblock.kind);
     if (isDc)
         return (info->codedDcs >> block.component & 1) != 0;
     return info->totalCoeff[block.indexOf(fromLeft ? block.columns() - 1 : x, neighbour.row / rowHeight)] !=
@@ -390,7 +390,7 @@ int CabacReader::block8x8(const ResidualBlock& block, Coefficient** coefficients
     const int total = this->coefficients(BlockKind::luma8x8, 64, block.scan, *coefficients);
     *coefficients += 64;
     for (int part = 0; part < 4; part++)
-        current_->info->totalCoeff[block.indexOf(block.x + part % 2, block.y + part / 2)] = 1;
+        current_->info.totalCoeff[block.indexOf(block.x + part % 2, block.y + part / 2)] = 1;
     return total;
 }
 
@@ -404,7 +404,7 @@ template <class Coefficient>
 int CabacReader::coefficients(BlockKind kind, int maxNumCoeff, const int32_t* scan, Coefficient* target)
 {
     const std::size_t category = static_cast<std::size_t>(kind);
-    const std::size_t field = current_->macroblock->field ? 1 : 0;
+    const std::size_t field = current_->macroblock.field ? 1 : 0;
     const std::size_t significant = significantCoeffFlag[field][category];
     const std::size_t last = lastSignificantCoeffFlag[field][category];
     const int chromaDcShift = slice_.picture.is422() ? 1 : 0; // of NumC8x8

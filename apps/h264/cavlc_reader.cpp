@@ -1,6 +1,5 @@
 #include "h264/cavlc_reader.h"
 
-#include "h264/cavlc_tables.h"
 #include "h264/syntax.h"
 
 #include <kelvcpx/h264_residual.h>
@@ -42,9 +41,9 @@ Status decodeBlock(int32_t** coefficients, uint16_t* total, BitReader& reader, A
                                             arguments...);
 }
 
-Status decodeChromaDc(int16_t** coefficients, uint16_t* total, BitReader& reader, bool is422)
+Status decodeChromaDc(int16_t** coefficients, uint16_t* total, BitReader& reader, const CavlcTables& tables,
+                      bool is422)
 {
-    const CavlcTables& tables = cavlcTables();
     return is422 ? keliDecodeCAVLCChroma422DcCoeffs_H264_1u16s(reader.word(), reader.offset(), total,
                                                                coefficients, tables.coeffTokenChromaDc422,
                                                                tables.totalZerosChromaDc422, tables.runBefore)
@@ -53,9 +52,9 @@ Status decodeChromaDc(int16_t** coefficients, uint16_t* total, BitReader& reader
                                                             tables.totalZerosChromaDc, tables.runBefore);
 }
 
-Status decodeChromaDc(int32_t** coefficients, uint16_t* total, BitReader& reader, bool is422)
+Status decodeChromaDc(int32_t** coefficients, uint16_t* total, BitReader& reader, const CavlcTables& tables,
+                      bool is422)
 {
-    const CavlcTables& tables = cavlcTables();
     return is422 ? keliDecodeCAVLCChroma422DcCoeffs_H264_1u32s(reader.word(), reader.offset(), total,
                                                                coefficients, tables.coeffTokenChromaDc422,
                                                                tables.totalZerosChromaDc422, tables.runBefore)
@@ -90,7 +89,7 @@ Vector CavlcReader::mvd(std::size_t, const BlockArea&)
 
 int CavlcReader::codedBlockPattern()
 {
-    const std::size_t column = current_->macroblock->kind == MbKind::inter ? 1 : 0;
+    const std::size_t column = current_->macroblock.kind == MbKind::inter ? 1 : 0;
     if (slice_.picture.target.planeCount > 1)
         return patternsWithChroma[column][readUeUpTo(reader_, 47)];
     return patternsWithoutChroma[column][readUeUpTo(reader_, 15)];
@@ -106,13 +105,12 @@ int CavlcReader::block(const ResidualBlock& block, Coefficient** coefficients)
 {
     uint16_t total = 0;
     if (block.kind == BlockKind::chromaDc) {
-        check(decodeChromaDc(coefficients, &total, reader_, slice_.picture.is422()));
+        check(decodeChromaDc(coefficients, &total, reader_, tables_, slice_.picture.is422()));
         return total;
     }
-    const CavlcTables& tables = cavlcTables();
     const int16_t maxNumCoeff = block.isWithoutDc() ? 15 : 16;
-    check(decodeBlock(coefficients, &total, reader_, totalCoeffContext(block), maxNumCoeff, tables.coeffToken,
-                      tables.totalZeros, tables.runBefore, block.scan));
+    check(decodeBlock(coefficients, &total, reader_, totalCoeffContext(block), maxNumCoeff,
+                      tables_.coeffToken, tables_.totalZeros, tables_.runBefore, block.scan));
     return total;
 }
 
@@ -134,7 +132,7 @@ int CavlcReader::block8x8(const ResidualBlock& block, Coefficient** coefficients
         std::array<Coefficient, 16> levels;
         Coefficient* next = levels.data();
         const int total = this->block(quarter, &next);
-        current_->info->totalCoeff[quarter.indexOf(quarter.x, quarter.y)] = static_cast<uint8_t>(total);
+        current_->info.totalCoeff[quarter.indexOf(quarter.x, quarter.y)] = static_cast<uint8_t>(total);
         sum += total;
         for (std::size_t i = 0; total > 0 && i < 16; i++)
             target[block.scan[4 * i + static_cast<std::size_t>(part)]] = levels[i];
@@ -152,27 +150,24 @@ template int CavlcReader::block8x8(const ResidualBlock&, int32_t**);
 // 9.2.1: from the numbers of coefficients of the blocks to the left and above.
 int CavlcReader::totalCoeffContext(const ResidualBlock& block) const
 {
-    const int columns = block.columns();
-    const auto count = [&](const Neighbour& neighbour, int column, int row) {
-        return neighbour.isAvailable()
-                   ? static_cast<int>(
-                         slice_.picture.at(neighbour.address).totalCoeff[block.indexOf(column, row)])
-                   : -1;
+    const Neighbourhood& around = current_->around;
+    const auto& own = current_->info.totalCoeff;
+    const auto countIn = [&](const Neighbour& neighbour, int column, int row) {
+        return int{slice_.picture.at(neighbour.address).totalCoeff[block.indexOf(column, row)]};
     };
-    const auto own = [&](int column, int row) {
-        return static_cast<int>(current_->info->totalCoeff[block.indexOf(column, row)]);
-    };
-    const int rowHeight = slice_.picture.blockRowHeight(block.component);
-    const auto fromLeft = [&] {
-        const Neighbour left = current_->around.left(block.y * rowHeight);
-        return count(left, columns - 1, left.row / rowHeight);
-    };
-    const auto fromTop = [&] {
-        const Neighbour& top = current_->around.top();
-        return count(top, block.x, top.row / rowHeight);
-    };
-    const int left = block.x > 0 ? own(block.x - 1, block.y) : fromLeft();
-    const int top = block.y > 0 ? own(block.x, block.y - 1) : fromTop();
+    int left = -1;
+    if (block.x > 0) {
+        left = own[block.indexOf(block.x - 1, block.y)];
+    } else {
+        const int rowHeight = slice_.picture.blockRowHeight(block.component);
+        if (const Neighbour neighbour = around.left(block.y * rowHeight); neighbour.isAvailable())
+            left = countIn(neighbour, block.columns() - 1, neighbour.row / rowHeight);
+    }
+    int top = -1;
+    if (block.y > 0)
+        top = own[block.indexOf(block.x, block.y - 1)];
+    else if (around.top().isAvailable())
+        top = countIn(around.top(), block.x, slice_.picture.blockRows(block.component) - 1);
     if (left >= 0 && top >= 0)
         return (left + top + 1) >> 1;
     return std::max({left, top, 0});

@@ -1,6 +1,7 @@
 // Macroblock syntax elements of CAVLC slices (ITU-T H.264 7.3.5, 9.1, 9.2).
 #pragma once
 
+#include "h264/cavlc_tables.h"
 #include "h264/macroblock_syntax.h"
 
 namespace kelvcpx::app::h264 {
@@ -8,7 +9,9 @@ namespace kelvcpx::app::h264 {
 class CavlcReader
 {
 public:
-    CavlcReader(const SliceContext& slice, BitReader& reader) : slice_(slice), reader_(reader) {}
+    CavlcReader(const SliceContext& slice, BitReader& reader)
+        : slice_(slice), reader_(reader), tables_(cavlcTables())
+    {}
 
     void startMacroblock(const CurrentMacroblock& current) { current_ = &current; }
 
@@ -47,6 +50,7 @@ private:
 
     const SliceContext& slice_;
     BitReader& reader_;
+    const CavlcTables& tables_;
     const CurrentMacroblock* current_ = nullptr;
 };
 

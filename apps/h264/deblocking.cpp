@@ -17,13 +17,16 @@ constexpr uint8_t alphas[52] = {0,  0,  0,  0,   0,   0,   0,   0,   0,   0,   0
 constexpr uint8_t betas[52] = {0,  0,  0,  0,  0,  0,  0,  0,  0,  0,  0,  0,  0,  0,  0,  0, 2,  2,
                                2,  3,  3,  3,  3,  4,  4,  4,  6,  6,  7,  7,  8,  8,  9,  9, 10, 10,
                                11, 11, 12, 12, 13, 13, 14, 14, 15, 15, 16, 16, 17, 17, 18, 18};
-constexpr uint8_t tc0s[3][52] = {
+// By bS, of which 0 and 4 have none, and indexA.
+constexpr uint8_t tc0s[5][52] = {
+    {},
     {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1,  1,  1,
      1, 1, 1, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5, 6, 6, 7, 8, 9, 10, 11, 13},
     {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,  1,  1,  1,  1,  1,
      1, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 4, 4, 5, 5, 6, 7, 8, 8, 10, 11, 12, 13, 15, 17},
     {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1,  1,  1,  1,  1,  1,  1,  1,  1,
-     1, 2, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5, 6, 6, 7, 8, 9, 10, 11, 13, 14, 16, 18, 20, 23, 25}};
+     1, 2, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5, 6, 6, 7, 8, 9, 10, 11, 13, 14, 16, 18, 20, 23, 25},
+    {}};
 
 enum class Direction { vertical, horizontal }; // of edges
 
@@ -159,8 +162,7 @@ private:
         }
         for (std::size_t i = 0; i < 16 / edgeStep; i++) {
             const uint8_t strength = strengths[i / 4 * 4 * edgeStep + i % 4];
-            if (strength >= 1 && strength <= 3)
-                limits.tc0[i] = static_cast<Sample>(tc0s[strength - 1][indexA[i < 4 ? 0 : 1]] << depthShift_);
+            limits.tc0[i] = static_cast<Sample>(tc0s[strength][indexA[i < 4 ? 0 : 1]] << depthShift_);
         }
         return limits;
     }

@@ -20,16 +20,14 @@
 namespace kelvcpx::app::h264 {
 namespace {
 
-constexpr uint8_t grey = 128;
-
 // What a stream needs that is not there.
 void refuseUnsupported(const SequenceParameterSet& sequence, const SliceHeader& slice)
 {
-    if (sequence.bitDepthLuma > 8 || sequence.bitDepthChroma > 8)
-        throw UnsupportedStream(fmt::format("the stream has {} bits a sample: only 8 are supported",
-                                            std::max(sequence.bitDepthLuma, sequence.bitDepthChroma)));
-    if (sequence.chromaFormatIdc == 2)
-        throw UnsupportedStream("the stream is 4:2:2, which is not supported: 4:2:0 and monochrome are");
+    if (sequence.chromaFormatIdc != 0 && sequence.bitDepthLuma != sequence.bitDepthChroma)
+        throw UnsupportedStream(
+            fmt::format("the stream has luma of {} and chroma of {} bits a sample, which is "
+                        "not supported: they must have the same",
+                        sequence.bitDepthLuma, sequence.bitDepthChroma));
     if (slice.type == SliceType::sp || slice.type == SliceType::si)
         throw UnsupportedStream("the stream has SP or SI slices, which are not supported");
 }
@@ -196,7 +194,7 @@ void Decoder::startPicture(const SliceHeader& slice, const PictureSink& sink)
         fillGap(slice, sink);
         current_ = buffer_.newFrame(FrameShape(sequence), videoFormat());
         if (newestReference() == nullptr)
-            current_->fill(grey);
+            current_->fillGrey();
         current_->codedAsFields = slice.fieldPicture;
     }
 
@@ -265,7 +263,7 @@ void Decoder::fillGap(const SliceHeader& slice, const PictureSink& sink)
         if (model != nullptr)
             frame->copySamples(*model);
         else
-            frame->fill(grey);
+            frame->fillGrey();
         frame->frameNum = expected;
         frame->nonExisting = true;
         frame->decoded = Structure::frame;
@@ -396,7 +394,10 @@ VideoFormat Decoder::videoFormat() const
     const SequenceParameterSet& set = *active_;
     format.width = 16 * set.widthInMbs - set.cropLeft - set.cropRight;
     format.height = 16 * set.heightInMbs() - set.cropTop - set.cropBottom;
-    format.chroma = set.chromaFormatIdc == 0 ? ChromaFormat::monochrome : ChromaFormat::yuv420;
+    format.chroma = set.chromaFormatIdc == 0   ? ChromaFormat::monochrome
+                    : set.chromaFormatIdc == 1 ? ChromaFormat::yuv420
+                                               : ChromaFormat::yuv422;
+    format.bitDepth = set.bitDepthLuma;
     format.frameRate = set.frameRate;
     format.sampleAspect = set.sampleAspect;
     format.fieldOrder = fieldOrder_;
@@ -420,12 +421,14 @@ void Decoder::concealMissingMacroblocks()
         if (macroblocks[address].slice >= 0)
             continue;
         for (std::size_t i = 0; i < static_cast<std::size_t>(source.planeCount); i++) {
-            const int size = i == 0 ? 16 : 8;
-            const int x = size * (static_cast<int>(address) % picture_->widthInMbs);
-            const int y = size * (static_cast<int>(address) / picture_->widthInMbs);
             const Surface::Plane& target = picture_->target.planes[i];
+            const int width = target.width / picture_->widthInMbs;
+            const int height = target.height / picture_->heightInMbs;
+            const int bytes = videoFormat().bytesPerSample();
+            const int x = width * bytes * (static_cast<int>(address) % picture_->widthInMbs);
+            const int y = height * (static_cast<int>(address) / picture_->widthInMbs);
             keliCopy_8u_C1R(source.planes[i].at(x, y), source.planes[i].step, target.at(x, y), target.step,
-                            {size, size});
+                            {width * bytes, height});
         }
     }
 }
@@ -449,7 +452,10 @@ std::vector<Property> Decoder::describe() const
     properties.emplace_back("Level", fmt::format("{}.{}", set.levelIdc / 10, set.levelIdc % 10));
     const VideoFormat format = videoFormat();
     properties.emplace_back("Size", fmt::format("{}x{}", format.width, format.height));
-    properties.emplace_back("Chroma", set.chromaFormatIdc == 0 ? "monochrome" : "4:2:0");
+    properties.emplace_back("Chroma", set.chromaFormatIdc == 0   ? "monochrome"
+                                      : set.chromaFormatIdc == 1 ? "4:2:0"
+                                                                 : "4:2:2");
+    properties.emplace_back("Bit depth", fmt::format("{}", set.bitDepthLuma));
     properties.emplace_back("Scanning", set.frameMbsOnly ? "progressive" : "frames or fields");
     properties.emplace_back("References", fmt::format("{}", set.maxNumRefFrames));
     return properties;

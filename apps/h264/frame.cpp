@@ -13,6 +13,17 @@ namespace {
 constexpr int margin = 32;
 constexpr std::size_t rowAlignment = 32;
 
+// Replicates the first and the last sample of every row into the margin. Rows above and below the picture are
+// not looked at: the interpolation at the edges does without them.
+void expandSides(const Surface::Plane& plane)
+{
+    for (int y = 0; y < plane.height; y++) {
+        uint16_t* const row = plane.at<uint16_t>(0, y);
+        std::fill_n(row - margin, margin, row[0]);
+        std::fill_n(row + plane.width, margin, row[plane.width - 1]);
+    }
+}
+
 } // namespace
 
 Surface Surface::of(Structure structure) const
@@ -42,8 +53,8 @@ void MotionField::resize(int width, int height)
 }
 
 FrameShape::FrameShape(const SequenceParameterSet& set)
-    : widthInMbs(set.widthInMbs), heightInMbs(set.heightInMbs()),
-      chromaFormatIdc(set.chromaFormatIdc), crop{set.cropLeft, set.cropRight, set.cropTop, set.cropBottom}
+    : widthInMbs(set.widthInMbs), heightInMbs(set.heightInMbs()), chromaFormatIdc(set.chromaFormatIdc),
+      bitDepth(set.bitDepthLuma), crop{set.cropLeft, set.cropRight, set.cropTop, set.cropBottom}
 {}
 
 Frame::Frame(const FrameShape& shape) : shape_(shape)
@@ -54,12 +65,13 @@ Frame::Frame(const FrameShape& shape) : shape_(shape)
     std::size_t size = 0;
     for (std::size_t i = 0; i < planeCount; i++) {
         Surface::Plane& plane = surface_.planes[i];
-        plane.width = 16 * shape.widthInMbs >> (i == 0 ? 0 : 1);
-        plane.height = 16 * shape.heightInMbs >> (i == 0 ? 0 : 1);
-        const auto rowBytes = static_cast<std::size_t>(plane.width + 2 * margin);
+        plane.width = 16 * shape.widthInMbs >> shiftX(i);
+        plane.height = 16 * shape.heightInMbs >> shiftY(i);
+        const auto sampleSize = static_cast<std::size_t>(sampleBytes());
+        const auto rowBytes = sampleSize * static_cast<std::size_t>(plane.width + 2 * margin);
         const std::size_t step = (rowBytes + rowAlignment - 1) / rowAlignment * rowAlignment;
         plane.step = static_cast<int32_t>(step);
-        origins[i] = size + margin * step + margin;
+        origins[i] = size + margin * step + margin * sampleSize;
         size += step * static_cast<std::size_t>(plane.height + 2 * margin);
     }
     samples_.resize(size);
@@ -89,13 +101,25 @@ void Frame::expand(Structure structure)
     const int32_t mode = structure == Structure::frame ? 0 : structure == Structure::top ? 1 : 2;
     for (std::size_t i = 0; i < static_cast<std::size_t>(surface_.planeCount); i++) {
         const Surface::Plane& plane = surface_.planes[i];
-        keliExpandPlane_H264_8u_C1R(plane.samples, plane.width, plane.height, plane.step, margin, mode);
+        if (sampleBytes() == 1)
+            keliExpandPlane_H264_8u_C1R(plane.samples, plane.width, plane.height, plane.step, margin, mode);
+        else
+            expandSides(surface_.of(structure).planes[i]);
     }
 }
 
-void Frame::fill(uint8_t sample)
+void Frame::fillGrey()
 {
-    std::fill(samples_.begin(), samples_.end(), sample);
+    if (sampleBytes() == 1) {
+        std::fill(samples_.begin(), samples_.end(), uint8_t{128});
+        return;
+    }
+    const auto grey = static_cast<uint16_t>(1 << (shape_.bitDepth - 1));
+    for (std::size_t i = 0; i < static_cast<std::size_t>(surface_.planeCount); i++) {
+        const Surface::Plane& plane = surface_.planes[i];
+        for (int y = 0; y < plane.height; y++)
+            std::fill_n(plane.at<uint16_t>(-margin, y), plane.width + 2 * margin, grey);
+    }
 }
 
 void Frame::copySamples(const Frame& other)
@@ -108,7 +132,8 @@ void Frame::repeatField(Structure present)
     for (std::size_t i = 0; i < static_cast<std::size_t>(surface_.planeCount); i++) {
         const Surface::Plane from = surface_.of(present).planes[i];
         const Surface::Plane to = surface_.of(opposite(present)).planes[i];
-        keliCopy_8u_C1R(from.samples, from.step, to.samples, to.step, {from.width, from.height});
+        keliCopy_8u_C1R(from.samples, from.step, to.samples, to.step,
+                        {from.width * sampleBytes(), from.height});
     }
 }
 
@@ -116,10 +141,12 @@ PictureView Frame::view() const
 {
     PictureView view{format_, {}};
     for (std::size_t i = 0; i < static_cast<std::size_t>(surface_.planeCount); i++) {
-        const int shift = i == 0 ? 0 : 1;
         const Surface::Plane& plane = surface_.planes[i];
-        view.planes[i] = {plane.at(shape_.crop[0] >> shift, shape_.crop[2] >> shift), plane.step,
-                          (format_.width + shift) >> shift, (format_.height + shift) >> shift};
+        const int x = shape_.crop[0] >> shiftX(i);
+        const int y = shape_.crop[2] >> shiftY(i);
+        view.planes[i] = {plane.at(x * sampleBytes(), y), plane.step,
+                          (format_.width + shiftX(i)) >> shiftX(i),
+                          (format_.height + shiftY(i)) >> shiftY(i)};
     }
     return view;
 }

@@ -108,6 +108,7 @@ struct FrameShape {
     int widthInMbs;
     int heightInMbs;
     int chromaFormatIdc;
+    int bitDepth;
     std::array<int, 4> crop; // left, right, top, bottom
 
     explicit FrameShape(const SequenceParameterSet& set);
@@ -127,7 +128,7 @@ public:
 
     // Replicates the border samples of the frame, or of one field, into the margins.
     void expand(Structure structure);
-    void fill(uint8_t sample);
+    void fillGrey();
     void copySamples(const Frame& other);
     void repeatField(Structure present); // gives the missing field the rows of the present one
 
@@ -161,6 +162,10 @@ public:
     bool awaitsOutput = false;
 
 private:
+    int shiftX(std::size_t plane) const { return plane == 0 ? 0 : 1; }
+    int shiftY(std::size_t plane) const { return plane == 0 || shape_.chromaFormatIdc == 2 ? 0 : 1; }
+    int sampleBytes() const { return shape_.bitDepth > 8 ? 2 : 1; }
+
     FrameShape shape_;
     VideoFormat format_;
     std::vector<uint8_t> samples_;

@@ -1,7 +1,5 @@
 #include "h264/inter_prediction.h"
 
-#include <kelvcpx/h264_inter.h>
-
 #include <algorithm>
 
 namespace kelvcpx::app::h264 {
@@ -26,41 +24,75 @@ Position hold(const Surface::Plane& plane, int x, int y)
 
 // A copy of a block with its taps, with the rows beyond both edges of the picture replaced: for pictures so
 // low that a block crosses the two at once.
+template <class Sample>
 class Patch
 {
 public:
-    Patch(const Surface::Plane& plane, Position position, int width, int height)
+    Patch(const Surface::Plane& plane, Position position, RoiSize size)
     {
-        for (int y = 0; y < height + taps; y++) {
+        for (int y = 0; y < size.height + taps; y++) {
             const int row = std::clamp(position.y + y - before, 0, plane.height - 1);
-            std::copy_n(plane.at(position.x - before, row), width + taps, samples_.begin() + y * step);
+            std::copy_n(plane.at<Sample>(position.x - before, row), size.width + taps,
+                        samples_.begin() + y * step);
         }
     }
 
     static constexpr int32_t step = 32;
-    const uint8_t* origin() const { return samples_.data() + before * step + before; }
+    const Sample* origin() const { return samples_.data() + before * step + before; }
 
 private:
     static constexpr int before = 2;
     static constexpr int taps = 5;
-    std::array<uint8_t, static_cast<std::size_t>(step*(16 + taps))> samples_{};
+    std::array<Sample, static_cast<std::size_t>(step*(16 + taps))> samples_{};
 };
+
+// Predicts a block at a position of a reference plane, by the operation for the edge of the picture that the
+// block and its taps, so many rows above and below, reach over.
+template <class Sample>
+void predictAt(Component component, const Surface::Plane& plane, Position position, Vector fraction,
+               int rowsAbove, int rowsBelow, Sample* dst, int32_t step, RoiSize size, int bitDepth)
+{
+    ReferenceBlock<Sample> block{plane.at<Sample>(position.x, position.y),
+                                 plane.stepOf<Sample>(),
+                                 fraction.x,
+                                 fraction.y,
+                                 PictureEdge::none,
+                                 0};
+    const bool crossesTop = position.y - rowsAbove < 0;
+    const bool crossesBottom = position.y + size.height + rowsBelow > plane.height;
+    if (crossesTop && crossesBottom) {
+        const Patch<Sample> patch(plane, position, size);
+        block.samples = patch.origin();
+        block.step = Patch<Sample>::step;
+        interpolate(component, block, dst, step, size, bitDepth);
+        return;
+    }
+    if (crossesTop) {
+        block.edge = PictureEdge::top;
+        block.outside = -position.y;
+    } else if (crossesBottom) {
+        block.edge = PictureEdge::bottom;
+        block.outside = position.y + size.height - plane.height;
+    }
+    interpolate(component, block, dst, step, size, bitDepth);
+}
 
 } // namespace
 
-InterPredictor::InterPredictor(const SliceContext& slice)
+template <class Sample>
+InterPredictor<Sample>::InterPredictor(const SliceContext& slice)
     : slice_(slice),
       explicitWeights_(slice.header.isB() ? slice.set.weightedBipredIdc == 1 : slice.set.weightedPrediction),
       implicitWeights_(slice.header.isB() && slice.set.weightedBipredIdc == 2),
-      planeCount_(static_cast<std::size_t>(slice.picture.target.planeCount))
+      planeCount_(static_cast<std::size_t>(slice.picture.target.planeCount)), is422_(slice.picture.is422()),
+      bitDepth_(slice.picture.sequence.bitDepthLuma)
 {}
 
-void InterPredictor::predict(int address, const Macroblock& macroblock)
+template <class Sample>
+void InterPredictor<Sample>::predict(const CurrentMacroblock& current)
 {
-    address_ = address;
-    place_ = slice_.picture.placeOf(address);
-    references_ = &slice_.referencesOf(place_);
-    isFieldOfPair_ = place_.isField() && slice_.picture.hasPairs;
+    const Macroblock& macroblock = current.macroblock;
+    current_ = &current;
     const auto block8x8 = [&](std::size_t i) {
         const int x8 = 8 * static_cast<int>(i % 2);
         const int y8 = 8 * static_cast<int>(i / 2);
@@ -90,29 +122,32 @@ void InterPredictor::predict(int address, const Macroblock& macroblock)
     }
 }
 
-InterPredictor::Target InterPredictor::targetOf(const Block& block) const
+template <class Sample>
+typename InterPredictor<Sample>::Target InterPredictor<Sample>::targetOf(const Block& block) const
 {
-    const auto& planes = place_.surface->planes;
+    const auto& planes = current_->place.surface->planes;
     Target target{};
     for (std::size_t i = 0; i < planeCount_; i++) {
-        const int shift = i == 0 ? 0 : 1;
-        target.samples[i] = planes[i].at((place_.x + block.x) >> shift, (place_.y + block.y) >> shift);
-        target.steps[i] = planes[i].step;
+        target.samples[i] = planes[i].at<Sample>((current_->place.x + block.x) >> shiftX(i),
+                                                 (current_->place.y + block.y) >> shiftY(i));
+        target.steps[i] = planes[i].stepOf<Sample>();
     }
     return target;
 }
 
-InterPredictor::Target InterPredictor::targetOf(Prediction& prediction)
+template <class Sample>
+typename InterPredictor<Sample>::Target InterPredictor<Sample>::targetOf(Prediction& prediction)
 {
     return {{prediction.luma.data(), prediction.chroma[0].data(), prediction.chroma[1].data()},
             {lumaStep, chromaStep, chromaStep}};
 }
 
-void InterPredictor::predictBlock(const Block& block)
+template <class Sample>
+void InterPredictor<Sample>::predictBlock(const Block& block)
 {
     const MotionField& field = *slice_.picture.motion;
-    const int mbX = address_ % field.widthInMbs;
-    const int mbY = address_ / field.widthInMbs;
+    const int mbX = current_->x;
+    const int mbY = current_->y;
     const std::size_t at8x8 = field.block8x8(2 * mbX + block.x / 8, 2 * mbY + block.y / 8);
     const std::size_t at4x4 = field.block4x4(4 * mbX + block.x / 4, 4 * mbY + block.y / 4);
     const std::array<int, 2> refIdx{field.refIdx[0][at8x8], field.refIdx[1][at8x8]};
@@ -123,128 +158,99 @@ void InterPredictor::predictBlock(const Block& block)
     }
     const std::size_t list = refIdx[0] >= 0 ? 0 : 1;
     const auto index = static_cast<std::size_t>(refIdx[list]);
-    fetch(references_->lists[list][index], field.vectors[list][at4x4], block, targetOf(block));
+    fetch(current_->references.lists[list][index], field.vectors[list][at4x4], block, targetOf(block));
     if (explicitWeights_)
         weighOne(block, list, index);
 }
 
 // The two fields of a frame share its weights (8.4.2.3).
-const PredictionWeight& InterPredictor::weightsOf(std::size_t list, std::size_t refIdx) const
+template <class Sample>
+Weight InterPredictor<Sample>::weightOf(std::size_t list, std::size_t refIdx, std::size_t component) const
 {
-    return slice_.header.weights[list][isFieldOfPair_ ? refIdx / 2 : refIdx];
+    const PredictionWeight& weights =
+        slice_.header.weights[list][current_->isFieldOfPair ? refIdx / 2 : refIdx];
+    return {weights.weight[component], weights.offset[component] * (1 << (bitDepth_ - 8))};
 }
 
-void InterPredictor::weighOne(const Block& block, std::size_t list, std::size_t refIdx) const
+template <class Sample>
+void InterPredictor<Sample>::weighOne(const Block& block, std::size_t list, std::size_t refIdx) const
 {
-    const PredictionWeight& weights = weightsOf(list, refIdx);
     const Target target = targetOf(block);
     for (std::size_t i = 0; i < planeCount_; i++) {
-        const int shift = i == 0 ? 0 : 1;
+        const Weight weight = weightOf(list, refIdx, i);
         const int log2Wd = slice_.header.log2WeightDenominator[i == 0 ? 0 : 1];
-        if (weights.weight[i] == 1 << log2Wd && weights.offset[i] == 0)
-            continue;
-        keliUniDirWeightBlock_H264_8u_C1IR(target.samples[i], static_cast<uint32_t>(target.steps[i]),
-                                           static_cast<uint32_t>(log2Wd), weights.weight[i],
-                                           weights.offset[i], {block.width >> shift, block.height >> shift});
+        if (weight.weight != 1 << log2Wd || weight.offset != 0)
+            weigh(target.samples[i], target.steps[i], log2Wd, weight, sizeOf(block, i), bitDepth_);
     }
 }
 
-void InterPredictor::predictFromTwo(const Block& block, std::size_t refIdx0, Vector vector0,
-                                    std::size_t refIdx1, Vector vector1)
+template <class Sample>
+void InterPredictor<Sample>::predictFromTwo(const Block& block, std::size_t refIdx0, Vector vector0,
+                                            std::size_t refIdx1, Vector vector1)
 {
     const Target first = targetOf(predictions_[0]);
     const Target second = targetOf(predictions_[1]);
-    fetch(references_->lists[0][refIdx0], vector0, block, first);
-    fetch(references_->lists[1][refIdx1], vector1, block, second);
+    fetch(current_->references.lists[0][refIdx0], vector0, block, first);
+    fetch(current_->references.lists[1][refIdx1], vector1, block, second);
     const Target target = targetOf(block);
+    const auto& implicit = current_->references.implicitWeights[refIdx0][refIdx1];
     for (std::size_t i = 0; i < planeCount_; i++) {
-        const int shift = i == 0 ? 0 : 1;
-        const RoiSize size{block.width >> shift, block.height >> shift};
-        const auto step = static_cast<uint32_t>(first.steps[i]);
-        const auto targetStep = static_cast<uint32_t>(target.steps[i]);
-        if (explicitWeights_) {
-            const PredictionWeight& w0 = weightsOf(0, refIdx0);
-            const PredictionWeight& w1 = weightsOf(1, refIdx1);
-            const int log2Wd = slice_.header.log2WeightDenominator[i == 0 ? 0 : 1];
-            keliBiDirWeightBlock_H264_8u_P2P1R(first.samples[i], second.samples[i], target.samples[i], step,
-                                               targetStep, log2Wd, w0.weight[i], w0.offset[i], w1.weight[i],
-                                               w1.offset[i], size);
-        } else if (const auto& weights = references_->implicitWeights[refIdx0][refIdx1];
-                   implicitWeights_ && weights[0] != weights[1]) {
-            keliBiDirWeightBlockImplicit_H264_8u_P2P1R(first.samples[i], second.samples[i], target.samples[i],
-                                                       first.steps[i], target.steps[i], weights[0],
-                                                       weights[1], size);
-        } else {
-            keliInterpolateBlock_H264_8u_P3P1R(
-                first.samples[i], second.samples[i], target.samples[i], static_cast<uint32_t>(size.width),
-                static_cast<uint32_t>(size.height), first.steps[i], second.steps[i], target.steps[i]);
-        }
+        const TwoPredictions<Sample> predictions{first.samples[i],  second.samples[i], first.steps[i],
+                                                 target.samples[i], target.steps[i],   sizeOf(block, i),
+                                                 bitDepth_};
+        if (explicitWeights_)
+            weighExplicitly(predictions, slice_.header.log2WeightDenominator[i == 0 ? 0 : 1],
+                            weightOf(0, refIdx0, i), weightOf(1, refIdx1, i));
+        else if (implicitWeights_ && implicit[0] != implicit[1])
+            weighImplicitly(predictions, implicit[0], implicit[1]);
+        else
+            average(predictions);
     }
 }
 
-void InterPredictor::fetch(const ReferencePicture& reference, Vector vector, const Block& block,
-                           const Target& target) const
+template <class Sample>
+void InterPredictor<Sample>::fetch(const ReferencePicture& reference, Vector vector, const Block& block,
+                                   const Target& target) const
 {
     const Surface surface = reference.frame->surface().of(reference.structure);
     fetchLuma(surface.planes[0], vector, block, target);
     if (planeCount_ == 1)
         return;
     Vector chroma = vector;
-    // 8.4.1.4: chroma of fields of opposite parity is a quarter of its sample distance apart.
-    if (place_.isField() && reference.structure != place_.structure)
+    // 8.4.1.4: 4:2:0 chroma of fields of opposite parity is a quarter of its sample distance apart.
+    if (!is422_ && current_->place.isField() && reference.structure != current_->place.structure)
         chroma.y = static_cast<int16_t>(chroma.y + (reference.structure == Structure::bottom ? -2 : 2));
     for (std::size_t i = 1; i < 3; i++)
         fetchChroma(surface.planes[i], chroma, block, target.samples[i], target.steps[i]);
 }
 
-void InterPredictor::fetchLuma(const Surface::Plane& plane, Vector vector, const Block& block,
-                               const Target& target) const
+template <class Sample>
+void InterPredictor<Sample>::fetchLuma(const Surface::Plane& plane, Vector vector, const Block& block,
+                                       const Target& target) const
 {
-    const Position position =
-        hold(plane, place_.x + block.x + (vector.x >> 2), place_.y + block.y + (vector.y >> 2));
-    const int dx = vector.x & 3;
-    const int dy = vector.y & 3;
-    const RoiSize size{block.width, block.height};
-    const uint8_t* const src = plane.at(position.x, position.y);
-    uint8_t* const dst = target.samples[0];
-    const int32_t step = target.steps[0];
-    const bool crossesTop = position.y - (dy != 0 ? 2 : 0) < 0;
-    const bool crossesBottom = position.y + block.height + (dy != 0 ? 3 : 0) > plane.height;
-    if (crossesTop && crossesBottom) {
-        const Patch patch(plane, position, block.width, block.height);
-        keliInterpolateLuma_H264_8u_C1R(patch.origin(), Patch::step, dst, step, dx, dy, size);
-    } else if (crossesTop) {
-        keliInterpolateLumaTop_H264_8u_C1R(src, plane.step, dst, step, dx, dy, -position.y, size);
-    } else if (crossesBottom) {
-        const int outside = position.y + block.height - plane.height;
-        keliInterpolateLumaBottom_H264_8u_C1R(src, plane.step, dst, step, dx, dy, outside, size);
-    } else {
-        keliInterpolateLuma_H264_8u_C1R(src, plane.step, dst, step, dx, dy, size);
-    }
+    const Position position = hold(plane, current_->place.x + block.x + (vector.x >> 2),
+                                   current_->place.y + block.y + (vector.y >> 2));
+    const Vector fraction{static_cast<int16_t>(vector.x & 3), static_cast<int16_t>(vector.y & 3)};
+    predictAt<Sample>(Component::luma, plane, position, fraction, fraction.y != 0 ? 2 : 0,
+                      fraction.y != 0 ? 3 : 0, target.samples[0], target.steps[0], sizeOf(block, 0),
+                      bitDepth_);
 }
 
-void InterPredictor::fetchChroma(const Surface::Plane& plane, Vector vector, const Block& block, uint8_t* dst,
-                                 int32_t step) const
+// Vertically the chroma of 4:2:2 has quarter samples, like luma.
+template <class Sample>
+void InterPredictor<Sample>::fetchChroma(const Surface::Plane& plane, Vector vector, const Block& block,
+                                         Sample* dst, int32_t step) const
 {
-    const Position position =
-        hold(plane, (place_.x + block.x) / 2 + (vector.x >> 3), (place_.y + block.y) / 2 + (vector.y >> 3));
-    const int dx = vector.x & 7;
-    const int dy = vector.y & 7;
-    const RoiSize size{block.width / 2, block.height / 2};
-    const uint8_t* const src = plane.at(position.x, position.y);
-    const bool crossesTop = position.y < 0;
-    const bool crossesBottom = position.y + size.height + (dy != 0 ? 1 : 0) > plane.height;
-    if (crossesTop && crossesBottom) {
-        const Patch patch(plane, position, size.width, size.height);
-        keliInterpolateChroma_H264_8u_C1R(patch.origin(), Patch::step, dst, step, dx, dy, size);
-    } else if (crossesTop) {
-        keliInterpolateChromaTop_H264_8u_C1R(src, plane.step, dst, step, dx, dy, -position.y, size);
-    } else if (crossesBottom) {
-        const int outside = position.y + size.height - plane.height;
-        keliInterpolateChromaBottom_H264_8u_C1R(src, plane.step, dst, step, dx, dy, outside, size);
-    } else {
-        keliInterpolateChroma_H264_8u_C1R(src, plane.step, dst, step, dx, dy, size);
-    }
+    const int fractionBits = is422_ ? 2 : 3;
+    const Position position = hold(plane, ((current_->place.x + block.x) >> 1) + (vector.x >> 3),
+                                   ((current_->place.y + block.y) >> shiftY(1)) + (vector.y >> fractionBits));
+    const int eighths = is422_ ? (vector.y & 3) * 2 : vector.y & 7;
+    const Vector fraction{static_cast<int16_t>(vector.x & 7), static_cast<int16_t>(eighths)};
+    predictAt<Sample>(Component::chroma, plane, position, fraction, 0, eighths != 0 ? 1 : 0, dst, step,
+                      sizeOf(block, 1), bitDepth_);
 }
+
+template class InterPredictor<uint8_t>;
+template class InterPredictor<uint16_t>;
 
 } // namespace kelvcpx::app::h264

@@ -83,12 +83,9 @@ MacroblockParser<Reader>::MacroblockParser(const SliceContext& slice, BitReader&
 {}
 
 template <class Reader>
-void MacroblockParser<Reader>::startMacroblock(int address, Macroblock& macroblock)
+void MacroblockParser<Reader>::startMacroblock()
 {
-    info_ = &slice_.picture.at(address);
-    current_ = {address, Neighbourhood(slice_.picture, slice_.number, address), info_, &macroblock};
-    reader_.startMacroblock(current_);
-    macroblock.field = slice_.picture.isField() || info_->field;
+    current_->macroblock.field = current_->place.isField();
     info_->skipped = false;
     info_->isDirect = false;
     info_->directBlocks = 0;
@@ -98,13 +95,17 @@ void MacroblockParser<Reader>::startMacroblock(int address, Macroblock& macroblo
     info_->totalCoeff.fill(0);
     info_->intraModes.fill(intraDcMode);
     if (!slice_.picture.mvds.empty())
-        slice_.picture.mvds[static_cast<std::size_t>(address)] = {};
+        slice_.picture.mvds[static_cast<std::size_t>(current_->address)] = {};
 }
 
 template <class Reader>
-void MacroblockParser<Reader>::parse(int address, Macroblock& macroblock)
+void MacroblockParser<Reader>::parse(const CurrentMacroblock& current)
 {
-    startMacroblock(address, macroblock);
+    Macroblock& macroblock = current.macroblock;
+    current_ = &current;
+    info_ = &current.info;
+    reader_.startMacroblock(current);
+    startMacroblock();
     parseType(macroblock);
     info_->kind = macroblock.kind;
     if (macroblock.kind == MbKind::pcm) {
@@ -128,10 +129,10 @@ void MacroblockParser<Reader>::parse(int address, Macroblock& macroblock)
 }
 
 template <class Reader>
-void MacroblockParser<Reader>::skip(int address)
+void MacroblockParser<Reader>::skip(const CurrentMacroblock& current)
 {
     const bool isB = slice_.header.isB();
-    MbInfo& info = slice_.picture.at(address);
+    MbInfo& info = current.info;
     info.kind = MbKind::inter;
     info.skipped = true;
     info.isDirect = isB;
@@ -145,7 +146,7 @@ void MacroblockParser<Reader>::skip(int address)
     info.intraModes.fill(intraDcMode);
     info.totalCoeff.fill(0);
     if (!slice_.picture.mvds.empty())
-        slice_.picture.mvds[static_cast<std::size_t>(address)] = {};
+        slice_.picture.mvds[static_cast<std::size_t>(current.address)] = {};
     reader_.noteNoQpDelta();
 }
 
@@ -289,8 +290,8 @@ int MacroblockParser<Reader>::predictedIntraMode(std::size_t x, std::size_t y) c
         return static_cast<int>(info.intraModes[static_cast<std::size_t>(neighbour.row) / 4 * 4 + column]);
     };
     const int left =
-        x > 0 ? info_->intraModes[4 * y + x - 1] : modeIn(current_.around.left(static_cast<int>(4 * y)), 3);
-    const int top = y > 0 ? info_->intraModes[4 * (y - 1) + x] : modeIn(current_.around.top(), x);
+        x > 0 ? info_->intraModes[4 * y + x - 1] : modeIn(current_->around.left(static_cast<int>(4 * y)), 3);
+    const int top = y > 0 ? info_->intraModes[4 * (y - 1) + x] : modeIn(current_->around.top(), x);
     return left < 0 || top < 0 ? intraDcMode : std::min(left, top);
 }
 

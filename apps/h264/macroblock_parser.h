@@ -14,16 +14,16 @@ public:
 
     Reader& reader() { return reader_; }
 
-    // Reads one macroblock, without what says whether it is skipped or of which mode its pair is, into
-    // `macroblock`, and what later ones need of it into its MbInfo. Throws DamagedUnit for what the standard
+    // Reads one macroblock, without what says whether it is skipped or of which mode its pair is, and notes
+    // what later ones need of it in its MbInfo. Throws DamagedUnit for what the standard
     // forbids.
-    void parse(int address, Macroblock& macroblock);
+    void parse(const CurrentMacroblock& current);
 
     // Notes that a macroblock is skipped.
-    void skip(int address);
+    void skip(const CurrentMacroblock& current);
 
 private:
-    void startMacroblock(int address, Macroblock& macroblock);
+    void startMacroblock();
     void parseType(Macroblock& macroblock);
     void parseIntraType(int type, Macroblock& macroblock);
     void parsePcm(Macroblock& macroblock);
@@ -45,7 +45,7 @@ private:
 
     const SliceContext& slice_;
     Reader reader_;
-    CurrentMacroblock current_;
+    const CurrentMacroblock* current_ = nullptr;
     MbInfo* info_ = nullptr;
     int qp_;      // QPY of the macroblock before
     int qpRange_; // QpBdOffsetY

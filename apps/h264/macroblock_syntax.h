@@ -1,20 +1,12 @@
 // What the readers of macroblock syntax share, whichever the entropy code.
 #pragma once
 
-#include "h264/neighbourhood.h"
+#include "h264/current_macroblock.h"
 
 #include <cstddef>
 #include <cstdint>
 
 namespace kelvcpx::app::h264 {
-
-// The macroblock that is being read.
-struct CurrentMacroblock {
-    int address = 0;
-    Neighbourhood around;
-    MbInfo* info = nullptr;
-    Macroblock* macroblock = nullptr;
-};
 
 // A rectangle of 4x4 blocks of a macroblock.
 struct BlockArea {

@@ -46,18 +46,9 @@ MotionDeriver::MotionDeriver(const SliceContext& slice) : slice_(slice), field_(
         prepareColocated();
 }
 
-void MotionDeriver::startAt(int address)
+void MotionDeriver::clear(const CurrentMacroblock& current)
 {
-    around_ = Neighbourhood(slice_.picture, slice_.number, address);
-    place_ = slice_.picture.placeOf(address);
-    references_ = &slice_.referencesOf(place_);
-    mbX_ = address % slice_.picture.widthInMbs;
-    mbY_ = address / slice_.picture.widthInMbs;
-}
-
-void MotionDeriver::clear(int address)
-{
-    startAt(address);
+    current_ = &current;
     for (std::size_t list = 0; list < 2; list++) {
         put(list, 0, 0, 4, 4, {});
         for (std::size_t block = 0; block < 4; block++)
@@ -65,9 +56,10 @@ void MotionDeriver::clear(int address)
     }
 }
 
-void MotionDeriver::derive(int address, Macroblock& macroblock)
+void MotionDeriver::derive(const CurrentMacroblock& current)
 {
-    startAt(address);
+    current_ = &current;
+    Macroblock& macroblock = current.macroblock;
     if (macroblock.skipped && !slice_.header.isB()) {
         macroblock.lists.fill(fromList0);
         deriveSkippedP();
@@ -86,8 +78,10 @@ void MotionDeriver::derive(int address, Macroblock& macroblock)
 bool MotionDeriver::movesAsOne() const
 {
     for (std::size_t list = 0; list < 2; list++) {
-        const int8_t* const refIdx = field_.refIdx[list].data() + field_.block8x8(2 * mbX_, 2 * mbY_);
-        const Vector* const vectors = field_.vectors[list].data() + field_.block4x4(4 * mbX_, 4 * mbY_);
+        const int8_t* const refIdx =
+            field_.refIdx[list].data() + field_.block8x8(2 * current_->x, 2 * current_->y);
+        const Vector* const vectors =
+            field_.vectors[list].data() + field_.block4x4(4 * current_->x, 4 * current_->y);
         for (int y = 0; y < 4; y++) {
             const int8_t* const indexRow = refIdx + y / 2 * 2 * field_.widthInMbs;
             const Vector* const row = vectors + y * 4 * field_.widthInMbs;
@@ -103,24 +97,24 @@ bool MotionDeriver::movesAsOne() const
 void MotionDeriver::put(std::size_t list, int x, int y, int width, int height, Vector vector)
 {
     for (int row = y; row < y + height; row++)
-        std::fill_n(field_.vectors[list].data() + field_.block4x4(4 * mbX_ + x, 4 * mbY_ + row), width,
-                    vector);
+        std::fill_n(field_.vectors[list].data() + field_.block4x4(4 * current_->x + x, 4 * current_->y + row),
+                    width, vector);
 }
 
 void MotionDeriver::putReference(std::size_t list, std::size_t block, int refIdx)
 {
-    const auto at =
-        field_.block8x8(2 * mbX_ + static_cast<int>(block % 2), 2 * mbY_ + static_cast<int>(block / 2));
+    const auto at = field_.block8x8(2 * current_->x + static_cast<int>(block % 2),
+                                    2 * current_->y + static_cast<int>(block / 2));
     field_.refIdx[list][at] = static_cast<int8_t>(refIdx);
     field_.references[list][at] =
-        refIdx < 0 ? noPicture : references_->lists[list][static_cast<std::size_t>(refIdx)].id();
+        refIdx < 0 ? noPicture : current_->references.lists[list][static_cast<std::size_t>(refIdx)].id();
 }
 
 // The block at a position in 4x4 blocks in the current macroblock.
 MotionDeriver::Candidate MotionDeriver::candidate(std::size_t list, int x, int y) const
 {
-    const int column = 4 * mbX_ + x;
-    const int row = 4 * mbY_ + y;
+    const int column = 4 * current_->x + x;
+    const int row = 4 * current_->y + y;
     const int refIdx = field_.refIdx[list][field_.block8x8(column / 2, row / 2)];
     if (refIdx < 0)
         return {true, -1, {}};
@@ -140,10 +134,10 @@ MotionDeriver::Candidate MotionDeriver::candidate(std::size_t list, const Neighb
         return {true, -1, {}};
     Vector vector = field_.vectors[list][field_.block4x4(column, row)];
     const bool isField = slice_.picture.at(neighbour.address).field;
-    if (isField && !isFieldMacroblock()) {
+    if (isField && !current_->isFieldOfPair) {
         refIdx /= 2;
         vector.y = static_cast<int16_t>(vector.y * 2);
-    } else if (!isField && isFieldMacroblock()) {
+    } else if (!isField && current_->isFieldOfPair) {
         refIdx *= 2;
         vector.y = static_cast<int16_t>(vector.y / 2);
     }
@@ -163,20 +157,20 @@ bool MotionDeriver::isDecodedBefore(int x, int y, int width)
 MotionDeriver::Candidates MotionDeriver::candidates(std::size_t list, int x, int y, int width) const
 {
     Candidates result;
-    result.a = x > 0 ? candidate(list, x - 1, y) : candidate(list, around_.left(4 * y), 3);
-    result.b = y > 0 ? candidate(list, x, y - 1) : candidate(list, around_.top(), x);
+    result.a = x > 0 ? candidate(list, x - 1, y) : candidate(list, current_->around.left(4 * y), 3);
+    result.b = y > 0 ? candidate(list, x, y - 1) : candidate(list, current_->around.top(), x);
     if (y > 0 && isDecodedBefore(x, y, width))
         result.c = candidate(list, x + width, y - 1);
     else if (y == 0 && x + width < 4)
-        result.c = candidate(list, around_.top(), x + width);
+        result.c = candidate(list, current_->around.top(), x + width);
     else if (y == 0)
-        result.c = candidate(list, around_.topRight(), 0);
+        result.c = candidate(list, current_->around.topRight(), 0);
     if (result.c.available)
         return result;
     if (x > 0)
-        result.c = y > 0 ? candidate(list, x - 1, y - 1) : candidate(list, around_.top(), x - 1);
+        result.c = y > 0 ? candidate(list, x - 1, y - 1) : candidate(list, current_->around.top(), x - 1);
     else
-        result.c = candidate(list, y > 0 ? around_.left(4 * y - 1) : around_.topLeft(), 3);
+        result.c = candidate(list, y > 0 ? current_->around.left(4 * y - 1) : current_->around.topLeft(), 3);
     return result;
 }
 
@@ -305,25 +299,25 @@ MotionDeriver::ColocatedBlock MotionDeriver::colocatedBlock(int y) const
 MotionDeriver::ColocatedBlock MotionDeriver::colocatedInFields(int y) const
 {
     if (slice_.picture.isField())
-        return {&colocated_->motionOf(colocatedStructure_), mbY_, y, 0};
-    if (place_.isField())
-        return {&colocated_->motionOf(place_.structure), mbY_ / 2, y, 0};
-    return {&colocated_->motion[nearerField_], mbY_ / 2, 2 * (mbY_ % 2) + y / 2, 1};
+        return {&colocated_->motionOf(colocatedStructure_), current_->y, y, 0};
+    if (current_->place.isField())
+        return {&colocated_->motionOf(current_->place.structure), current_->y / 2, y, 0};
+    return {&colocated_->motion[nearerField_], current_->y / 2, 2 * (current_->y % 2) + y / 2, 1};
 }
 
 // The reference was coded as a frame.
 MotionDeriver::ColocatedBlock MotionDeriver::colocatedInFrame(int y) const
 {
     const MotionField* const field = &colocated_->motion[0];
-    const int pair = slice_.picture.isField() ? mbY_ : mbY_ / 2;
-    const bool isFieldPair = field->isFieldPair(mbX_, pair);
-    if (isFieldPair == place_.isField()) {
-        const int parity = place_.structure == Structure::bottom ? 1 : 0;
-        return {field, slice_.picture.isField() ? 2 * pair + parity : mbY_, y, 0};
+    const int pair = slice_.picture.isField() ? current_->y : current_->y / 2;
+    const bool isFieldPair = field->isFieldPair(current_->x, pair);
+    if (isFieldPair == current_->place.isField()) {
+        const int parity = current_->place.structure == Structure::bottom ? 1 : 0;
+        return {field, slice_.picture.isField() ? 2 * pair + parity : current_->y, y, 0};
     }
-    if (place_.isField())
+    if (current_->place.isField())
         return {field, 2 * pair + y / 2, y / 2 * 2, -1};
-    return {field, 2 * pair + static_cast<int>(nearerField_), 2 * (mbY_ % 2) + y / 2, 1};
+    return {field, 2 * pair + static_cast<int>(nearerField_), 2 * (current_->y % 2) + y / 2, 1};
 }
 
 // The block that is co-located with the 4x4 block x, y of the macroblock.
@@ -334,7 +328,7 @@ MotionDeriver::Colocated MotionDeriver::colocatedOf(int x, int y) const
     const MotionField& field = *block.field;
     Colocated result;
     result.verticalScale = block.verticalScale;
-    const int column = 4 * mbX_ + (corners ? x / 2 * 3 : x);
+    const int column = 4 * current_->x + (corners ? x / 2 * 3 : x);
     const int row = 4 * block.mbY + block.row;
     const std::size_t block8x8 = field.block8x8(column / 2, row / 2);
     const std::size_t block4x4 = field.block4x4(column, row);
@@ -410,7 +404,7 @@ void MotionDeriver::deriveSpatial(Macroblock& macroblock, std::size_t block,
 
 int MotionDeriver::listIndexOf(PictureId reference) const
 {
-    const ReferenceList& list = references_->lists[0];
+    const ReferenceList& list = current_->references.lists[0];
     const auto found = std::find_if(list.begin(), list.end(),
                                     [=](const ReferencePicture& entry) { return entry.id() == reference; });
     if (found == list.end())
@@ -434,7 +428,7 @@ void MotionDeriver::deriveTemporal(Macroblock& macroblock, std::size_t block)
             if (!colocated.intra) {
                 PictureId reference = colocated.reference;
                 if (colocated.verticalScale != 0)
-                    reference = pictureId(frameNumberOf(reference), place_.structure);
+                    reference = pictureId(frameNumberOf(reference), current_->place.structure);
                 refIdx = listIndexOf(reference);
                 if (colocated.verticalScale < 0)
                     vector.y = static_cast<int16_t>(vector.y / 2);
@@ -443,7 +437,7 @@ void MotionDeriver::deriveTemporal(Macroblock& macroblock, std::size_t block)
             }
             macroblock.refIdx[0][block] = static_cast<int8_t>(refIdx);
             putReference(0, block, refIdx);
-            const int factor = references_->temporalFactors[static_cast<std::size_t>(refIdx)];
+            const int factor = current_->references.temporalFactors[static_cast<std::size_t>(refIdx)];
             Vector first = vector;
             Vector second{};
             if (factor != References::noTemporalScaling) {

@@ -1,7 +1,7 @@
 // Motion vectors and reference indices of inter macroblocks (ITU-T H.264 8.4.1).
 #pragma once
 
-#include "h264/neighbourhood.h"
+#include "h264/current_macroblock.h"
 
 #include <array>
 
@@ -14,13 +14,13 @@ public:
 
     // Writes the motion of an inter macroblock into the picture's motion field. The lists and partitions of
     // blocks in direct mode are filled in.
-    void derive(int address, Macroblock& macroblock);
+    void derive(const CurrentMacroblock& current);
 
     // True if all blocks of the macroblock that was derived last have the same motion.
     bool movesAsOne() const;
 
     // An intra macroblock has none.
-    void clear(int address);
+    void clear(const CurrentMacroblock& current);
 
 private:
     // What a neighbouring partition contributes.
@@ -33,8 +33,6 @@ private:
         Candidate a, b, c; // C replaced by D where it is not available
     };
 
-    void startAt(int address);
-    bool isFieldMacroblock() const { return place_.isField() && slice_.picture.hasPairs; }
     Candidates candidates(std::size_t list, int x, int y, int width) const;
     Candidate candidate(std::size_t list, int x, int y) const;
     Candidate candidate(std::size_t list, const Neighbour& neighbour, int x) const;
@@ -80,11 +78,7 @@ private:
 
     const SliceContext& slice_;
     MotionField& field_;
-    const References* references_ = nullptr; // of the current macroblock
-    Neighbourhood around_;
-    Place place_{};
-    int mbX_ = 0;
-    int mbY_ = 0;
+    const CurrentMacroblock* current_ = nullptr;
 
     // What RefPicList1[0] was coded as, and the field of it (0: top) that is nearer to this picture.
     const Frame* colocated_ = nullptr;

@@ -57,6 +57,7 @@ struct PictureContext {
     bool isField() const { return structure != Structure::frame; }
     bool is422() const { return sequence.chromaFormatIdc == 2; }
     int chromaBlocks() const { return is422() ? 8 : 4; } // 4x4 blocks of a component in a macroblock
+    int blockRows(std::size_t component) const { return component == 0 || is422() ? 4 : 2; } // of 4x4 blocks
     int blockRowHeight(std::size_t component) const { return component == 0 || is422() ? 4 : 8; } // luma rows
     MbInfo& at(int address) { return macroblocks[static_cast<std::size_t>(address)]; }
     const MbInfo& at(int address) const { return macroblocks[static_cast<std::size_t>(address)]; }

@@ -1,5 +1,9 @@
 #include "h264/slice_decoder.h"
 
+#include "h264/inter_prediction.h"
+#include "h264/macroblock_parser.h"
+#include "h264/motion_vectors.h"
+#include "h264/reconstruction.h"
 #include "h264/syntax.h"
 
 namespace kelvcpx::app::h264 {
@@ -24,30 +28,72 @@ void clear(Macroblock& macroblock)
     macroblock.chromaMode = 0;
 }
 
-} // namespace
+template <class Reader, class Sample>
+class SliceDecoder
+{
+public:
+    SliceDecoder(const SliceContext& slice, BitReader& reader, std::size_t stopBit);
 
-template <class Reader>
-SliceDecoder<Reader>::SliceDecoder(const SliceContext& slice, BitReader& reader, std::size_t stopBit)
+    void decode() { decode(parser_.reader()); }
+
+private:
+    void decodeMacroblock();
+    void skipMacroblock();
+    void reconstructInter(const CurrentMacroblock& current);
+
+    // Macroblocks are visited in the order of their addresses in the standard.
+    void start();
+    void advance();
+    void requireMacroblock() const;
+    bool sharesGroup(int address) const;
+    bool isTopOfPair() const;
+
+    // Pairs of macroblocks (MBAFF)
+    bool inferredPairMode() const; // 7.4.4
+    void setPairMode(bool field);
+
+    void decode(CavlcReader& syntax);
+    void skipRun();
+    void decode(CabacReader& syntax);
+    void readPairModeOfSkipped(CabacReader& syntax);
+
+    bool hasMoreData() const { return reader_.position() < stopBit_; }
+
+    const SliceContext& slice_;
+    BitReader& reader_;
+    std::size_t stopBit_;
+    int address_ = 0;
+    bool previousIsSkipped_ = false; // prevMbSkipped
+    bool bottomIsSkipped_ = false;   // of a pair whose first macroblock is skipped, with CABAC
+    MacroblockParser<Reader> parser_;
+    MotionDeriver motion_;
+    InterPredictor<Sample> predictor_;
+    Reconstructor<Sample> reconstructor_;
+    Macroblock macroblock_;
+};
+
+template <class Reader, class Sample>
+SliceDecoder<Reader, Sample>::SliceDecoder(const SliceContext& slice, BitReader& reader, std::size_t stopBit)
     : slice_(slice), reader_(reader), stopBit_(stopBit), parser_(slice, reader), motion_(slice),
       predictor_(slice), reconstructor_(slice)
 {}
 
-template <class Reader>
-bool SliceDecoder<Reader>::isTopOfPair() const
+template <class Reader, class Sample>
+bool SliceDecoder<Reader, Sample>::isTopOfPair() const
 {
     return address_ / slice_.picture.widthInMbs % 2 == 0;
 }
 
-template <class Reader>
-bool SliceDecoder<Reader>::sharesGroup(int address) const
+template <class Reader, class Sample>
+bool SliceDecoder<Reader, Sample>::sharesGroup(int address) const
 {
     const auto& groups = slice_.sliceGroups;
     return groups.empty() ||
            groups[static_cast<std::size_t>(address)] == groups[static_cast<std::size_t>(address_)];
 }
 
-template <class Reader>
-void SliceDecoder<Reader>::start()
+template <class Reader, class Sample>
+void SliceDecoder<Reader, Sample>::start()
 {
     const int width = slice_.picture.widthInMbs;
     const int first = slice_.header.firstMb;
@@ -56,8 +102,8 @@ void SliceDecoder<Reader>::start()
         throw DamagedUnit("a slice starts outside of the picture");
 }
 
-template <class Reader>
-void SliceDecoder<Reader>::advance()
+template <class Reader, class Sample>
+void SliceDecoder<Reader, Sample>::advance()
 {
     const int width = slice_.picture.widthInMbs;
     const int count = width * slice_.picture.heightInMbs;
@@ -74,15 +120,15 @@ void SliceDecoder<Reader>::advance()
     address_ = next;
 }
 
-template <class Reader>
-void SliceDecoder<Reader>::requireMacroblock() const
+template <class Reader, class Sample>
+void SliceDecoder<Reader, Sample>::requireMacroblock() const
 {
     if (address_ >= slice_.picture.widthInMbs * slice_.picture.heightInMbs)
         throw DamagedUnit("a slice runs over the end of the picture");
 }
 
-template <class Reader>
-bool SliceDecoder<Reader>::inferredPairMode() const
+template <class Reader, class Sample>
+bool SliceDecoder<Reader, Sample>::inferredPairMode() const
 {
     for (const int pair : Neighbourhood::pairsRound(slice_.picture, slice_.number, address_))
         if (pair >= 0)
@@ -90,8 +136,8 @@ bool SliceDecoder<Reader>::inferredPairMode() const
     return false;
 }
 
-template <class Reader>
-void SliceDecoder<Reader>::setPairMode(bool field)
+template <class Reader, class Sample>
+void SliceDecoder<Reader, Sample>::setPairMode(bool field)
 {
     const int width = slice_.picture.widthInMbs;
     const int top = isTopOfPair() ? address_ : address_ - width;
@@ -102,8 +148,8 @@ void SliceDecoder<Reader>::setPairMode(bool field)
 }
 
 // mb_skip_run
-template <>
-void SliceDecoder<CavlcReader>::skipCavlcRun()
+template <class Reader, class Sample>
+void SliceDecoder<Reader, Sample>::skipRun()
 {
     const uint32_t run = readUe(reader_);
     previousIsSkipped_ = run > 0;
@@ -119,12 +165,12 @@ void SliceDecoder<CavlcReader>::skipCavlcRun()
     }
 }
 
-template <>
-void SliceDecoder<CavlcReader>::decode()
+template <class Reader, class Sample>
+void SliceDecoder<Reader, Sample>::decode(CavlcReader&)
 {
     for (start();;) {
         if (!slice_.header.isIntra()) {
-            skipCavlcRun();
+            skipRun();
             if (!hasMoreData())
                 return;
         }
@@ -139,33 +185,30 @@ void SliceDecoder<CavlcReader>::decode()
 }
 
 // The first macroblock of a pair is skipped: whether the second is, and if not, the mode of the pair.
-template <>
-void SliceDecoder<CabacReader>::readPairModeOfSkipped(bool& bottomIsSkipped)
+template <class Reader, class Sample>
+void SliceDecoder<Reader, Sample>::readPairModeOfSkipped(CabacReader& syntax)
 {
     const int bottom = address_ + slice_.picture.widthInMbs;
     slice_.picture.at(address_).skipped = true;
-    bottomIsSkipped = parser_.reader().skipFlag(Neighbourhood(slice_.picture, slice_.number, bottom));
-    if (!bottomIsSkipped)
-        setPairMode(
-            parser_.reader().fieldFlag(Neighbourhood::pairsRound(slice_.picture, slice_.number, address_)));
+    bottomIsSkipped_ = syntax.skipFlag(Neighbourhood(slice_.picture, slice_.number, bottom));
+    if (!bottomIsSkipped_)
+        setPairMode(syntax.fieldFlag(Neighbourhood::pairsRound(slice_.picture, slice_.number, address_)));
 }
 
-template <>
-void SliceDecoder<CabacReader>::decode()
+template <class Reader, class Sample>
+void SliceDecoder<Reader, Sample>::decode(CabacReader& syntax)
 {
-    CabacReader& syntax = parser_.reader();
-    bool bottomIsSkipped = false; // of a pair whose first macroblock is skipped
     for (start();; advance()) {
         requireMacroblock();
         const bool isTop = slice_.picture.hasPairs && isTopOfPair();
         const bool isKnown = slice_.picture.hasPairs && !isTop && previousIsSkipped_;
         if (isTop)
             setPairMode(inferredPairMode());
-        bool skipped = isKnown && bottomIsSkipped;
+        bool skipped = isKnown && bottomIsSkipped_;
         if (!slice_.header.isIntra() && !isKnown)
             skipped = syntax.skipFlag(Neighbourhood(slice_.picture, slice_.number, address_));
         if (isTop && skipped)
-            readPairModeOfSkipped(bottomIsSkipped);
+            readPairModeOfSkipped(syntax);
         else if (isTop)
             setPairMode(syntax.fieldFlag(Neighbourhood::pairsRound(slice_.picture, slice_.number, address_)));
         if (skipped)
@@ -178,23 +221,24 @@ void SliceDecoder<CabacReader>::decode()
     }
 }
 
-template <class Reader>
-void SliceDecoder<Reader>::decodeMacroblock()
+template <class Reader, class Sample>
+void SliceDecoder<Reader, Sample>::decodeMacroblock()
 {
     clear(macroblock_);
-    parser_.parse(address_, macroblock_);
+    const CurrentMacroblock current(slice_, address_, macroblock_);
+    parser_.parse(current);
     if (isIntra(macroblock_.kind)) {
-        motion_.clear(address_);
-        reconstructor_.reconstructIntra(address_, macroblock_);
+        motion_.clear(current);
+        reconstructor_.reconstructIntra(current);
     } else {
-        reconstructInter();
-        reconstructor_.addResidual(address_, macroblock_);
+        reconstructInter(current);
+        reconstructor_.addResidual(current);
     }
-    slice_.picture.at(address_).slice = slice_.number;
+    current.info.slice = slice_.number;
 }
 
-template <class Reader>
-void SliceDecoder<Reader>::skipMacroblock()
+template <class Reader, class Sample>
+void SliceDecoder<Reader, Sample>::skipMacroblock()
 {
     clear(macroblock_);
     macroblock_.skipped = true;
@@ -202,28 +246,40 @@ void SliceDecoder<Reader>::skipMacroblock()
         macroblock_.partitioning = Partitioning::four;
         macroblock_.direct.fill(true);
     }
-    parser_.skip(address_);
-    reconstructInter();
-    slice_.picture.at(address_).slice = slice_.number;
+    const CurrentMacroblock current(slice_, address_, macroblock_);
+    parser_.skip(current);
+    reconstructInter(current);
+    current.info.slice = slice_.number;
 }
 
-template <class Reader>
-void SliceDecoder<Reader>::reconstructInter()
+template <class Reader, class Sample>
+void SliceDecoder<Reader, Sample>::reconstructInter(const CurrentMacroblock& current)
 {
-    motion_.derive(address_, macroblock_);
+    motion_.derive(current);
     // Blocks in direct mode often all move alike.
     if (macroblock_.isDirect() && motion_.movesAsOne())
         macroblock_.partitioning = Partitioning::whole;
-    slice_.picture.at(address_).movesAsOne = macroblock_.partitioning == Partitioning::whole;
-    predictor_.predict(address_, macroblock_);
+    current.info.movesAsOne = macroblock_.partitioning == Partitioning::whole;
+    predictor_.predict(current);
 }
+
+template <class Reader>
+void decodeWith(const SliceContext& slice, BitReader& reader, std::size_t stopBit)
+{
+    if (slice.picture.sequence.bitDepthLuma > 8)
+        SliceDecoder<Reader, uint16_t>(slice, reader, stopBit).decode();
+    else
+        SliceDecoder<Reader, uint8_t>(slice, reader, stopBit).decode();
+}
+
+} // namespace
 
 void decodeSlice(const SliceContext& slice, BitReader& reader, std::size_t stopBit)
 {
     if (slice.set.cabac)
-        SliceDecoder<CabacReader>(slice, reader, stopBit).decode();
+        decodeWith<CabacReader>(slice, reader, stopBit);
     else
-        SliceDecoder<CavlcReader>(slice, reader, stopBit).decode();
+        decodeWith<CavlcReader>(slice, reader, stopBit);
 }
 
 } // namespace kelvcpx::app::h264
