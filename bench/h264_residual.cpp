@@ -3,6 +3,7 @@
 #include "h264/cavlc_stream.h"
 #include "h264/cavlc_tables.h"
 
+#include <kelvcpx/h264_high.h>
 #include <kelvcpx/h264_residual.h>
 
 #include <benchmark/benchmark.h>
@@ -126,21 +127,22 @@ BENCHMARK(DecodeExpGolomb);
 constexpr int32_t step = 64;
 
 // Samples of a macroblock with all its neighbours.
+template <class T>
 struct Picture {
-    std::array<uint8_t, step * 32> samples;
+    std::array<T, step * 32> samples;
 
     Picture()
     {
         std::mt19937 random(4);
         for (auto& sample : samples)
-            sample = static_cast<uint8_t>(100 + random() % 50);
+            sample = static_cast<T>(100 + random() % 50);
     }
-    uint8_t* macroblock() { return samples.data() + step + 16; }
+    T* macroblock() { return samples.data() + step + 16; }
 };
 
 void PredictIntra4x4(benchmark::State& state)
 {
-    Picture picture;
+    Picture<uint8_t> picture;
     const auto mode = static_cast<uint32_t>(state.range(0));
     for (auto _ : state) {
         keliPredictIntra_4x4_H264_8u_C1IR(picture.macroblock(), step, mode, 0x63);
@@ -151,7 +153,7 @@ BENCHMARK(PredictIntra4x4)->DenseRange(0, 8);
 
 void PredictIntra16x16(benchmark::State& state)
 {
-    Picture picture;
+    Picture<uint8_t> picture;
     const auto mode = static_cast<uint32_t>(state.range(0));
     for (auto _ : state) {
         keliPredictIntra_16x16_H264_8u_C1IR(picture.macroblock(), step, mode, 0x63);
@@ -162,7 +164,7 @@ BENCHMARK(PredictIntra16x16)->DenseRange(0, 3);
 
 void PredictIntraChroma(benchmark::State& state)
 {
-    Picture picture;
+    Picture<uint8_t> picture;
     const auto mode = static_cast<uint32_t>(state.range(0));
     for (auto _ : state) {
         keliPredictIntraChroma8x8_H264_8u_C1IR(picture.macroblock(), step, mode, 0x63);
@@ -172,9 +174,10 @@ void PredictIntraChroma(benchmark::State& state)
 BENCHMARK(PredictIntraChroma)->DenseRange(0, 3);
 
 // Macroblocks whose blocks all have `count` coefficients; the modes are any.
+template <class T, class Coefficient>
 struct Macroblock {
-    Picture picture;
-    std::vector<int16_t> coefficients;
+    Picture<T> picture;
+    std::vector<Coefficient> coefficients;
     std::vector<int16_t> scales = std::vector<int16_t>(64, 20 * 16);
     std::array<uint32_t, 16> modes;
 
@@ -184,85 +187,144 @@ struct Macroblock {
         for (std::size_t i = 0; i < coefficients.size(); i += blockSize)
             for (int64_t k = 0; k < count; k++)
                 coefficients[i + static_cast<std::size_t>(zigzag[static_cast<std::size_t>(k)])] =
-                    static_cast<int16_t>(random() % 5 - 2 + 2 * (k == 0));
+                    static_cast<Coefficient>(random() % 5 - 2 + 2 * (k == 0));
         for (auto& mode : modes)
             mode = static_cast<uint32_t>(random() % 9);
     }
-};
 
-template <class Operation>
-void reconstruct(benchmark::State& state, std::size_t blockSize, Operation operation)
+    T* luma() { return picture.macroblock(); }
+    T* cb() { return picture.macroblock(); }
+    T* cr() { return picture.macroblock() + 16; }
+};
+using Macroblock8 = Macroblock<uint8_t, int16_t>;
+using Macroblock10 = Macroblock<uint16_t, int32_t>;
+
+template <class M, class Coefficient, class Operation>
+void run(benchmark::State& state, std::size_t blockSize, Operation operation)
 {
-    Macroblock mb(blockSize, state.range(0));
+    M mb(blockSize, state.range(0));
     for (auto _ : state) {
-        int16_t* next = mb.coefficients.data();
-        operation(&next, mb);
+        Coefficient* next = mb.coefficients.data();
+        if (operation(&next, mb) < StatusOk)
+            state.SkipWithError("the operation fails");
         benchmark::DoNotOptimize(mb);
     }
 }
 
-void LumaIntra4x4(benchmark::State& state)
+// Adds the benchmark of an operation for blocks without coefficients, with a DC alone, and with more.
+void add(const char* name, std::size_t blockSize, void (*function)(benchmark::State&))
 {
-    reconstruct(state, 16, [](int16_t** next, Macroblock& mb) {
-        keliReconstructLumaIntraMB_H264_16s8u_C1R(next, mb.picture.macroblock(), step, mb.modes.data(),
-                                                  0x1FFFE, 28, 0);
+    benchmark::RegisterBenchmark(name, function)->Arg(0)->Arg(1)->Arg(blockSize == 64 ? 12 : 6);
+}
+
+template <std::size_t blockSize, class Operation>
+void add8(const char* name, Operation)
+{
+    add(name, blockSize,
+        [](benchmark::State& state) { run<Macroblock8, int16_t>(state, blockSize, Operation{}); });
+}
+
+constexpr int32_t bitDepth = 10;
+constexpr int32_t qp = 28;
+
+BlockReconParams record(int32_t** next, Macroblock10& mb, uint16_t* dst, uint32_t cbp)
+{
+    return {next, dst, step, cbp, qp + 6 * (bitDepth - 8), mb.scales.data(), 0, bitDepth};
+}
+
+template <std::size_t blockSize, class Operation>
+void add10(const char* name, Operation)
+{
+    add(name, blockSize,
+        [](benchmark::State& state) { run<Macroblock10, int32_t>(state, blockSize, Operation{}); });
+}
+
+constexpr uint32_t all4x4 = 0x1FFFE;
+constexpr uint32_t all16x16 = 0x1FFFF;
+constexpr uint32_t all8x8 = 0xF;
+constexpr uint32_t all420 = 0x7FE0000;
+constexpr uint32_t all422 = 0x1FF;
+
+void addReconstruction8()
+{
+    add8<16>("LumaIntra4x4", [](int16_t** next, Macroblock8& mb) {
+        return keliReconstructLumaIntraMB_H264_16s8u_C1R(next, mb.luma(), step, mb.modes.data(), all4x4, qp,
+                                                         0);
+    });
+    add8<16>("LumaIntra4x4High", [](int16_t** next, Macroblock8& mb) {
+        return keliReconstructLumaIntra4x4MB_H264_16s8u_C1R(next, mb.luma(), step, mb.modes.data(), all4x4,
+                                                            22, 0, mb.scales.data(), 0);
+    });
+    add8<64>("LumaIntra8x8", [](int16_t** next, Macroblock8& mb) {
+        return keliReconstructLumaIntra8x8MB_H264_16s8u_C1R(next, mb.luma(), step, mb.modes.data(), all8x8,
+                                                            qp, 0, mb.scales.data(), 0);
+    });
+    add8<16>("LumaIntra16x16", [](int16_t** next, Macroblock8& mb) {
+        return keliReconstructLumaIntra16x16MB_H264_16s8u_C1R(next, mb.luma(), step, 2, all16x16, qp, 0);
+    });
+    add8<16>("LumaInter", [](int16_t** next, Macroblock8& mb) {
+        return keliReconstructLumaInterMB_H264_16s8u_C1R(next, mb.luma(), step, all4x4, qp);
+    });
+    add8<64>("LumaInter8x8", [](int16_t** next, Macroblock8& mb) {
+        return keliReconstructLumaInter8x8MB_H264_16s8u_C1R(next, mb.luma(), step, all8x8, qp,
+                                                            mb.scales.data(), 0);
+    });
+    add8<16>("ChromaInter", [](int16_t** next, Macroblock8& mb) {
+        return keliReconstructChromaInterMB_H264_16s8u_P2R(next, mb.cb(), mb.cr(), step, all420, qp);
+    });
+    add8<16>("Chroma422Inter", [](int16_t** next, Macroblock8& mb) {
+        return keliReconstructChromaInter4x4MB422_H264_16s8u_P2R(next, mb.cb(), mb.cr(), step, 0xFFFE0000, 7,
+                                                                 qp, qp, 320, 320, mb.scales.data(),
+                                                                 mb.scales.data(), 0);
     });
 }
 
-void LumaIntra4x4High(benchmark::State& state)
+void addReconstruction10()
 {
-    reconstruct(state, 16, [](int16_t** next, Macroblock& mb) {
-        keliReconstructLumaIntra4x4MB_H264_16s8u_C1R(next, mb.picture.macroblock(), step, mb.modes.data(),
-                                                     0x1FFFE, 22, 0, mb.scales.data(), 0);
+    add10<16>("LumaIntra4x4/10bit", [](int32_t** next, Macroblock10& mb) {
+        const auto params = record(next, mb, mb.luma(), all4x4);
+        return keliReconstructLumaIntra4x4_H264High_32s16u_IP1R(&params, mb.modes.data(), 0);
+    });
+    add10<64>("LumaIntra8x8/10bit", [](int32_t** next, Macroblock10& mb) {
+        const auto params = record(next, mb, mb.luma(), all8x8);
+        return keliReconstructLumaIntra8x8_H264High_32s16u_IP1R(&params, mb.modes.data(), 0);
+    });
+    add10<16>("LumaIntra16x16/10bit", [](int32_t** next, Macroblock10& mb) {
+        const auto params = record(next, mb, mb.luma(), all16x16);
+        return keliReconstructLumaIntra16x16_H264High_32s16u_IP1R(&params, 2, 0);
+    });
+    add10<16>("LumaInter/10bit", [](int32_t** next, Macroblock10& mb) {
+        const auto params = record(next, mb, mb.luma(), all4x4);
+        return keliReconstructLumaInter4x4_H264High_32s16u_IP1R(&params);
+    });
+    add10<64>("LumaInter8x8/10bit", [](int32_t** next, Macroblock10& mb) {
+        const auto params = record(next, mb, mb.luma(), all8x8);
+        return keliReconstructLumaInter8x8_H264High_32s16u_IP1R(&params);
+    });
+    add10<16>("ChromaInter/10bit", [](int32_t** next, Macroblock10& mb) {
+        const auto cb = record(next, mb, mb.cb(), all420);
+        const auto cr = record(next, mb, mb.cr(), all420);
+        const std::array pair = {&cb, &cr};
+        return keliReconstructChromaInter4x4_H264High_32s16u_IP2R(pair.data());
+    });
+    add10<16>("Chroma422Inter/10bit", [](int32_t** next, Macroblock10& mb) {
+        const auto cb = record(next, mb, mb.cb(), all422);
+        const auto cr = record(next, mb, mb.cr(), all422);
+        const std::array pair = {&cb, &cr};
+        return keliReconstructChroma422Inter4x4_H264High_32s16u_IP2R(pair.data(), 320, 320);
+    });
+    add10<16>("Chroma422Intra/10bit", [](int32_t** next, Macroblock10& mb) {
+        const auto cb = record(next, mb, mb.cb(), 0);
+        const auto cr = record(next, mb, mb.cr(), 0);
+        const std::array pair = {&cb, &cr};
+        return keliReconstructChroma422Intra4x4_H264High_32s16u_IP2R(pair.data(), 3, 0, 320, 320);
     });
 }
 
-void LumaIntra8x8(benchmark::State& state)
-{
-    reconstruct(state, 64, [](int16_t** next, Macroblock& mb) {
-        keliReconstructLumaIntra8x8MB_H264_16s8u_C1R(next, mb.picture.macroblock(), step, mb.modes.data(),
-                                                     0xF, 28, 0, mb.scales.data(), 0);
-    });
-}
-
-void LumaIntra16x16(benchmark::State& state)
-{
-    reconstruct(state, 16, [](int16_t** next, Macroblock& mb) {
-        keliReconstructLumaIntra16x16MB_H264_16s8u_C1R(next, mb.picture.macroblock(), step, 2, 0x1FFFF, 28,
-                                                       0);
-    });
-}
-
-void LumaInter(benchmark::State& state)
-{
-    reconstruct(state, 16, [](int16_t** next, Macroblock& mb) {
-        keliReconstructLumaInterMB_H264_16s8u_C1R(next, mb.picture.macroblock(), step, 0x1FFFE, 28);
-    });
-}
-
-void LumaInter8x8(benchmark::State& state)
-{
-    reconstruct(state, 64, [](int16_t** next, Macroblock& mb) {
-        keliReconstructLumaInter8x8MB_H264_16s8u_C1R(next, mb.picture.macroblock(), step, 0xF, 28,
-                                                     mb.scales.data(), 0);
-    });
-}
-
-void ChromaInter(benchmark::State& state)
-{
-    reconstruct(state, 16, [](int16_t** next, Macroblock& mb) {
-        keliReconstructChromaInterMB_H264_16s8u_P2R(next, mb.picture.macroblock(),
-                                                    mb.picture.macroblock() + 16, step, 0x7FE0000, 28);
-    });
-}
-
-// The argument is the number of coefficients of each block: none, the DC alone, more.
-BENCHMARK(LumaIntra4x4)->Arg(0)->Arg(1)->Arg(6);
-BENCHMARK(LumaIntra4x4High)->Arg(0)->Arg(1)->Arg(6);
-BENCHMARK(LumaIntra8x8)->Arg(0)->Arg(1)->Arg(12);
-BENCHMARK(LumaIntra16x16)->Arg(0)->Arg(1)->Arg(6);
-BENCHMARK(LumaInter)->Arg(0)->Arg(1)->Arg(6);
-BENCHMARK(LumaInter8x8)->Arg(0)->Arg(1)->Arg(12);
-BENCHMARK(ChromaInter)->Arg(0)->Arg(1)->Arg(6);
+[[maybe_unused]] const bool added = [] {
+    addReconstruction8();
+    addReconstruction10();
+    return true;
+}();
 
 } // namespace
