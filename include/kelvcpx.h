@@ -13,6 +13,7 @@
 #include <kelvcpx/h264_residual.h>
 #include <kelvcpx/metrics.h>
 #include <kelvcpx/mpeg2.h>
+#include <kelvcpx/mpeg4.h>
 #include <kelvcpx/mpeg4_motion.h>
 #include <kelvcpx/types.h>
 
