@@ -5,6 +5,7 @@
 
 #include <kelvcpx/h264_high.h>
 #include <kelvcpx/h264_residual.h>
+#include <kelvcpx/h264_transform.h>
 
 #include <benchmark/benchmark.h>
 
@@ -321,9 +322,37 @@ void addReconstruction10()
     });
 }
 
+// The single steps, for a block each.
+void addSteps()
+{
+    add8<16>("Step/LumaDC",
+             [](int16_t** next, Macroblock8&) { return keliTransformDequantLumaDC_H264_16s_C1I(*next, qp); });
+    add8<16>("Step/ResidualAndAdd", [](int16_t** next, Macroblock8& mb) {
+        return keliDequantTransformResidualAndAdd_H264_16s_C1I(mb.luma(), *next, nullptr, mb.luma(), step,
+                                                               step, qp, 1);
+    });
+    add8<64>("Step/Quant8x8Inv", [](int16_t** next, Macroblock8& mb) {
+        return keliQuantLuma8x8Inv_H264_16s_C1I(*next, qp / 6, mb.scales.data());
+    });
+    add8<64>("Step/Transform8x8", [](int16_t** next, Macroblock8& mb) {
+        return keliTransformLuma8x8InvAddPred_H264_16s8u_C1R(mb.luma(), step, *next, mb.luma(), step);
+    });
+    add8<16>("Step/SISP", [](int16_t** next, Macroblock8& mb) {
+        std::array<int16_t, 16> prediction;
+        keliTransformPrediction_H264_8u16s_C1(mb.luma(), step, prediction.data());
+        std::copy_n(*next, 16, *next + 16);
+        return keliDequantTransformResidual_SISP_H264_16s_C1I(*next + 16, prediction.data(), nullptr, 1, qp,
+                                                              qp, 0);
+    });
+    add8<64>("Step/GenScale", [](int16_t** next, Macroblock8& mb) {
+        return keliGenScaleLevel8x8_H264_8u16s_D2(mb.luma(), step, mb.scales.data(), *next, 3);
+    });
+}
+
 [[maybe_unused]] const bool added = [] {
     addReconstruction8();
     addReconstruction10();
+    addSteps();
     return true;
 }();
 

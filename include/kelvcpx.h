@@ -11,6 +11,7 @@
 #include <kelvcpx/h264_high.h>
 #include <kelvcpx/h264_inter.h>
 #include <kelvcpx/h264_residual.h>
+#include <kelvcpx/h264_transform.h>
 #include <kelvcpx/metrics.h>
 #include <kelvcpx/mpeg2.h>
 #include <kelvcpx/mpeg4.h>

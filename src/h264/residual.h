@@ -18,22 +18,32 @@
 
 namespace kelvcpx::h264 {
 
-// Adds the residual of a block of n x n samples to the prediction and clips.
+// Adds the residual of a block of n x n samples to a prediction, which may be in its place, and clips.
+template <int n, class Depth, std::size_t vectors>
+[[gnu::always_inline]] inline void
+addResidual(const typename Depth::Sample* prediction, std::ptrdiff_t predictionStride,
+            typename Depth::Sample* dst, std::ptrdiff_t stride,
+            const std::array<typename Depth::Lanes, vectors>& residual, const Depth& depth)
+{
+    using Lanes = typename Depth::Lanes;
+    const auto add = [&](Lanes sample, Lanes r) { return depth.clip(sample + depth.limited(r)); };
+    constexpr int rows = 2 * Depth::lanes / n;
+    for (std::size_t i = 0; i < vectors; i += 2) {
+        const auto samples = gather<Depth, n, rows>(prediction, predictionStride);
+        const Lanes low = add(Depth::widenLow(samples), residual[i]);
+        const Lanes high = add(Depth::widenHigh(samples), residual[i + 1]);
+        scatter<Depth, n, rows>(dst, stride, Depth::narrow(low, high));
+        prediction += rows * predictionStride;
+        dst += rows * stride;
+    }
+}
+
 template <int n, class Depth, std::size_t vectors>
 [[gnu::always_inline]] inline void addResidual(typename Depth::Sample* dst, std::ptrdiff_t stride,
                                                const std::array<typename Depth::Lanes, vectors>& residual,
                                                const Depth& depth)
 {
-    using Lanes = typename Depth::Lanes;
-    const auto add = [&](Lanes prediction, Lanes r) { return depth.clip(prediction + depth.limited(r)); };
-    constexpr int rows = 2 * Depth::lanes / n;
-    for (std::size_t i = 0; i < vectors; i += 2) {
-        const auto prediction = gather<Depth, n, rows>(dst, stride);
-        const Lanes low = add(Depth::widenLow(prediction), residual[i]);
-        const Lanes high = add(Depth::widenHigh(prediction), residual[i + 1]);
-        scatter<Depth, n, rows>(dst, stride, Depth::narrow(low, high));
-        dst += rows * stride;
-    }
+    addResidual<n>(dst, stride, dst, stride, residual, depth);
 }
 
 // The same residual for all samples of a block of n x n.

@@ -57,6 +57,27 @@ inline constexpr std::array<int32_t, 16> QuantIndex = {0, 2, 0, 2, 2, 1, 2, 1, 0
 inline constexpr Table<int32_t, 6, 3> normAdjust4x4 = {
     {{10, 16, 13}, {11, 18, 14}, {13, 20, 16}, {14, 23, 18}, {16, 25, 20}, {18, 29, 23}}};
 
+// Six classes of positions of an 8x8 block have a factor each: the factors by class become factors by raster
+// position.
+constexpr Table<int16_t, 6, 64> byPosition8x8(const Table<int16_t, 6, 6>& byClass)
+{
+    // By both coordinates modulo 4.
+    constexpr Table<std::size_t, 4, 4> classes = {{{0, 3, 4, 3}, {3, 1, 5, 1}, {4, 5, 2, 5}, {3, 1, 5, 1}}};
+    Table<int16_t, 6, 64> table{};
+    for (std::size_t rem = 0; rem < table.size(); rem++)
+        for (std::size_t k = 0; k < 64; k++)
+            table[rem][k] = byClass[rem][classes[k / 8 % 4][k % 4]];
+    return table;
+}
+
+// normAdjust8x8 by QP % 6 and raster position.
+inline constexpr auto InvLevelScale_8x8_default = byPosition8x8({{{20, 18, 32, 19, 25, 24},
+                                                                  {22, 19, 35, 21, 28, 26},
+                                                                  {26, 23, 42, 24, 33, 31},
+                                                                  {28, 25, 45, 26, 35, 33},
+                                                                  {32, 28, 51, 30, 40, 38},
+                                                                  {36, 32, 58, 34, 46, 43}}});
+
 constexpr std::size_t quantisers = 52; // QP 0..51
 
 // The factors of the default scaling by QP and class.
@@ -105,6 +126,19 @@ inline constexpr auto QuantCoef = [] {
             table[rem][k] = FwdQuantTable[rem][static_cast<std::size_t>(QuantIndex[k])];
     return table;
 }();
+
+// Of 8x8 blocks, by QP % 6 and raster position.
+inline constexpr auto LevelScale_8x8_default = byPosition8x8({{{13107, 11428, 20972, 12222, 16777, 15481},
+                                                               {11916, 10826, 19174, 11058, 14980, 14290},
+                                                               {10082, 8943, 15978, 9675, 12710, 11985},
+                                                               {9362, 8228, 14913, 8931, 11984, 11259},
+                                                               {8192, 7346, 13159, 7740, 10486, 9777},
+                                                               {7282, 6428, 11570, 6830, 9118, 8640}}});
+
+// The weights that bring levels to the scale of a transformed prediction, times 16 (A of 8.6.1), by raster
+// position.
+inline constexpr std::array<int32_t, 16> MATR = {16, 20, 16, 20, 20, 25, 20, 25,
+                                                 16, 20, 16, 20, 20, 25, 20, 25};
 
 // Block order (6.4.3): 4x4 luma blocks are numbered by 8x8 quadrants.
 
