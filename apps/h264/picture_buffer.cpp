@@ -126,23 +126,30 @@ void PictureBuffer::unmarkAllBut(const Frame& current)
 
 void PictureBuffer::slideWindow(const Frame& current)
 {
-    const auto references =
-        static_cast<std::size_t>(std::count_if(frames_.begin(), frames_.end(), [&](const FramePointer& f) {
-            return f.get() != &current && f->isReference();
-        }));
-    if (references < maxReferences_)
-        return;
-    const int currentFrameNum = current.frameNum;
-    Frame* oldest = nullptr;
-    for (const FramePointer& frame : frames_) {
-        if (frame.get() == &current || frame->shortTerm == Structure::none)
-            continue;
-        if (oldest == nullptr || frameNumWrap(*frame, currentFrameNum, maxFrameNum_) <
-                                     frameNumWrap(*oldest, currentFrameNum, maxFrameNum_))
-            oldest = frame.get();
+    for (;;) {
+        Frame* oldest = nullptr;
+        std::size_t others = 0;
+        for (const FramePointer& frame : frames_) {
+            if (frame.get() == &current || !frame->isReference())
+                continue;
+            others++;
+            if (oldest == nullptr || goesBefore(*frame, *oldest, current))
+                oldest = frame.get();
+        }
+        if (others < maxReferences_)
+            return;
+        oldest->shortTerm = oldest->longTerm = Structure::none;
     }
-    if (oldest != nullptr)
-        oldest->shortTerm = Structure::none;
+}
+
+// Which of two references leaves first: short-term ones by age, and long-term ones only in a damaged stream.
+bool PictureBuffer::goesBefore(const Frame& a, const Frame& b, const Frame& current) const
+{
+    const bool aIsShort = a.shortTerm != Structure::none;
+    const bool bIsShort = b.shortTerm != Structure::none;
+    if (!aIsShort || !bIsShort)
+        return aIsShort;
+    return frameNumWrap(a, current.frameNum, maxFrameNum_) < frameNumWrap(b, current.frameNum, maxFrameNum_);
 }
 
 void PictureBuffer::mark(Frame& current, Structure structure, const SliceHeader& slice)
@@ -165,6 +172,7 @@ void PictureBuffer::mark(Frame& current, Structure structure, const SliceHeader&
     } else {
         for (const MarkingOperation& operation : slice.marking)
             apply(operation, current, structure, slice);
+        slideWindow(current); // where the operations, damaged, do not make the room they have to
     }
     if (!includes(current.longTerm, structure))
         current.shortTerm = current.shortTerm | structure;

@@ -34,7 +34,7 @@ public:
     // (8.2.5).
     void mark(Frame& current, Structure structure, const SliceHeader& slice);
 
-    // Makes room for another short-term reference frame (8.2.5.3).
+    // Makes room for the current reference frame (8.2.5.3).
     void slideWindow(const Frame& current);
 
     // No frame is a reference any more.
@@ -48,6 +48,7 @@ private:
         Structure structure = Structure::none;
     };
 
+    bool goesBefore(const Frame& a, const Frame& b, const Frame& current) const;
     bool outputNext(const Output& output);
     void removeUnused();
     Found findShortTerm(int picNumX, Structure current, int currentFrameNum) const;

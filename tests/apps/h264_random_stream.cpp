@@ -65,13 +65,17 @@ private:
     void drawWeights(SliceHeader& header);
     bool allowsTemporalDirect(const std::array<ReferenceList, 2>& lists, Structure structure) const;
     void drawDeblocking(SliceHeader& header);
+    bool confusesFilter() const;
 
     void drawMarking(SliceHeader& header, Structure structure, bool mayForget);
     void drawFirstMarking(SliceHeader& header, Structure structure, bool mayForget);
-    bool removeFrame(SliceHeader& header, const Frame& frame, Structure structure) const;
-    void allowLongTerm(SliceHeader& header);
+    void drawSecondMarking(SliceHeader& header, Structure structure);
+    void spareField(SliceHeader& header);
+    void makeLongTerm(SliceHeader& header, const Frame& frame, Structure structure);
+    int drawLongTermIdx(SliceHeader& header);
+    std::vector<MarkingOperation> releasing(const Frame& frame, const SliceHeader& header,
+                                            Structure structure) const;
     int wrapOf(const Frame& frame, const SliceHeader& header) const;
-    bool canName(const Frame& frame, Structure structure) const;
 
     bool secondField() const { return current_->decoded != Structure::none; }
 
@@ -93,7 +97,6 @@ private:
     std::vector<int> displayOfB_; // places between anchor pictures that are left
     bool previousIsReference_ = true;
     int maxLongTermFrameIdx_ = noLongTermIdx;
-    int longTermIdxOfCurrent_ = noLongTermIdx;
 
     // Of the picture that is being written.
     std::vector<WrittenMacroblock> macroblocks_;
@@ -250,7 +253,6 @@ void StreamWriter::writeFrame(std::size_t index)
     current_->codedAsFields = options_.structures == PictureStructures::fields ||
                               (options_.structures == PictureStructures::mixed && random_.oneIn(2));
     references_[current_->number] = {};
-    longTermIdxOfCurrent_ = noLongTermIdx;
     if (!current_->codedAsFields) {
         drawMarking(header, Structure::frame, type != 'B' && !followedByB);
         writePicture(header, type, Structure::frame);
@@ -260,11 +262,11 @@ void StreamWriter::writeFrame(std::size_t index)
     for (const Structure field : {first, opposite(first)}) {
         header.fieldPicture = true;
         header.bottomField = field == Structure::bottom;
-        drawMarking(header, field, false);
+        drawMarking(header, field, type != 'B' && !followedByB);
         const bool second = secondField();
         writePicture(header, second && (type == 'I' || type == 'i') && !random_.oneIn(4) ? 'P' : type, field);
         header.idr = false;
-        header.longTermReference = false;
+        header.frameNum = current_->frameNum;
     }
 }
 
@@ -373,6 +375,9 @@ void StreamWriter::finishPicture(const SliceHeader& header, Structure structure)
         previousRefFrameNum_ = 0;
         order_.restartAfter(header, current_->fieldPoc[0]);
         nextDisplay_ = 1;
+        basePoc_ = 0;
+        // ffmpeg puts a non-reference picture that comes next in the wrong place.
+        previousIsReference_ = false;
     }
     if (current_->decoded == Structure::frame)
         buffer_.complete(*current_, nobody_);
@@ -384,6 +389,8 @@ void StreamWriter::writeSlice(SliceHeader header, const PictureParameterSet& set
     header.qp = random_.uniform(14, 40);
     if (set.deblockingControlPresent)
         drawDeblocking(header);
+    else if (confusesFilter())
+        header.type = SliceType::i;
     if (header.type != SliceType::i)
         drawReferences(header, set, structure);
     if (header.type == SliceType::b)
@@ -424,9 +431,26 @@ void StreamWriter::appendSlices()
     }
 }
 
+// Where long-term frame indices leave some out ffmpeg takes pictures at their edges for the same,
+// unlike 8.7.2.1.
+bool StreamWriter::confusesFilter() const
+{
+    int count = 0;
+    int largest = noLongTermIdx;
+    for (const FramePointer& frame : buffer_.frames()) {
+        if (frame->longTerm != Structure::none) {
+            count++;
+            largest = std::max(largest, frame->longTermFrameIdx);
+        }
+    }
+    return largest >= count;
+}
+
 void StreamWriter::drawDeblocking(SliceHeader& header)
 {
     header.disableDeblocking = random_.uniform(shunsNeighbours_ ? 1 : 0, 2);
+    if (header.type != SliceType::i && confusesFilter())
+        header.disableDeblocking = 1;
     stream_.tools["disable_deblocking_filter_idc " + std::to_string(header.disableDeblocking)]++;
     if (header.disableDeblocking == 1)
         return;
@@ -479,6 +503,11 @@ void StreamWriter::drawReferences(SliceHeader& header, const PictureParameterSet
         header.modifications = sharedModifications_;
     }
     const auto lists = listsOf(header, structure);
+    // ffmpeg is wrong now and then about blocks that are co-located in the first field of the same frame.
+    if (header.isB() && lists[1].front().frame == current_) {
+        header.type = SliceType::i;
+        return;
+    }
     auto& used = references_[current_->number][structure == Structure::bottom ? 1 : 0];
     for (const ReferenceList& list : lists)
         for (const ReferencePicture& picture : list)
@@ -569,46 +598,41 @@ bool StreamWriter::allowsTemporalDirect(const std::array<ReferenceList, 2>& list
     });
 }
 
-// Whether commands of a picture of this structure reach all of the frame.
-bool StreamWriter::canName(const Frame& frame, Structure structure) const
+// Operations that release a frame, or its fields one by one; none if pictures of this structure cannot name
+// it.
+std::vector<MarkingOperation> StreamWriter::releasing(const Frame& frame, const SliceHeader& header,
+                                                      Structure structure) const
 {
-    return structure != Structure::frame || frame.shortTerm == Structure::frame ||
-           frame.longTerm == Structure::frame;
-}
-
-// Operations that release a frame, or its fields.
-bool StreamWriter::removeFrame(SliceHeader& header, const Frame& frame, Structure structure) const
-{
-    if (!canName(frame, structure))
-        return false;
-    const auto remove = [&](Structure part, bool sameParity) {
-        const bool isField = structure != Structure::frame;
+    std::vector<MarkingOperation> operations;
+    const bool isField = structure != Structure::frame;
+    const auto release = [&](Structure part, bool sameParity) {
         const auto number = [&](int ofFrame) {
             return isField ? 2 * ofFrame + (sameParity ? 1 : 0) : ofFrame;
         };
         const int current = isField ? 2 * header.frameNum + 1 : header.frameNum;
         if (includes(frame.shortTerm, part)) {
             const int difference = current - number(wrapOf(frame, header)) - 1;
-            header.marking.push_back({1, static_cast<uint32_t>(difference), 0, 0, 0});
+            operations.push_back({1, static_cast<uint32_t>(difference), 0, 0, 0});
         }
         if (includes(frame.longTerm, part))
-            header.marking.push_back({2, 0, static_cast<uint32_t>(number(frame.longTermFrameIdx)), 0, 0});
+            operations.push_back({2, 0, static_cast<uint32_t>(number(frame.longTermFrameIdx)), 0, 0});
     };
-    if (structure == Structure::frame) {
-        remove(Structure::frame, false);
+    if (isField) {
+        release(structure, true);
+        release(opposite(structure), false);
     } else {
-        remove(structure, true);
-        remove(opposite(structure), false);
+        release(Structure::frame, false);
     }
-    return true;
+    return operations;
 }
 
-void StreamWriter::allowLongTerm(SliceHeader& header)
+int StreamWriter::drawLongTermIdx(SliceHeader& header)
 {
-    if (maxLongTermFrameIdx_ != noLongTermIdx && !random_.oneIn(4))
-        return;
-    maxLongTermFrameIdx_ = random_.uniform(0, options_.maxRefFrames - 1);
-    header.marking.push_back({4, 0, 0, 0, static_cast<uint32_t>(maxLongTermFrameIdx_ + 1)});
+    if (maxLongTermFrameIdx_ == noLongTermIdx || random_.oneIn(4)) {
+        maxLongTermFrameIdx_ = random_.uniform(0, options_.maxRefFrames - 1);
+        header.marking.push_back({4, 0, 0, 0, static_cast<uint32_t>(maxLongTermFrameIdx_ + 1)});
+    }
+    return random_.uniform(0, maxLongTermFrameIdx_);
 }
 
 void StreamWriter::drawMarking(SliceHeader& header, Structure structure, bool mayForget)
@@ -618,20 +642,18 @@ void StreamWriter::drawMarking(SliceHeader& header, Structure structure, bool ma
     if (header.nalRefIdc == 0)
         return;
     if (header.idr) {
-        header.longTermReference = options_.longTermReferences && random_.oneIn(2);
-        longTermIdxOfCurrent_ = maxLongTermFrameIdx_ = header.longTermReference ? 0 : noLongTermIdx;
+        header.longTermReference =
+            options_.longTermReferences && !current_->codedAsFields && random_.oneIn(2);
+        maxLongTermFrameIdx_ = header.longTermReference ? 0 : noLongTermIdx;
         return;
     }
     if (!options_.memoryManagement)
         return;
-    if (secondField()) { // a long-term frame is made of both fields
-        if (longTermIdxOfCurrent_ != noLongTermIdx)
-            header.marking.push_back({6, 0, 0, static_cast<uint32_t>(longTermIdxOfCurrent_), 0});
-        header.adaptiveMarking = !header.marking.empty() || random_.oneIn(3);
-    } else {
+    if (secondField())
+        drawSecondMarking(header, structure);
+    else
         drawFirstMarking(header, structure, mayForget);
-        header.adaptiveMarking = !header.marking.empty();
-    }
+    header.adaptiveMarking = !header.marking.empty();
     for (const MarkingOperation& operation : header.marking)
         stream_.tools["memory management operation " + std::to_string(operation.operation)]++;
 }
@@ -639,6 +661,12 @@ void StreamWriter::drawMarking(SliceHeader& header, Structure structure, bool ma
 // At most maxRefFrames frames may be references afterwards.
 void StreamWriter::drawFirstMarking(SliceHeader& header, Structure structure, bool mayForget)
 {
+    // The next picture has frame_num 0 or 1, by which it must be told from this one.
+    if (mayForget && header.frameNum > 1 && random_.oneIn(6)) {
+        header.marking.push_back({5, 0, 0, 0, 0});
+        maxLongTermFrameIdx_ = noLongTermIdx;
+        return;
+    }
     std::vector<const Frame*> frames;
     for (const FramePointer& frame : buffer_.frames())
         if (frame->isReference())
@@ -646,34 +674,60 @@ void StreamWriter::drawFirstMarking(SliceHeader& header, Structure structure, bo
     const bool full = std::ssize(frames) >= options_.maxRefFrames;
     const bool canSlide = std::any_of(frames.begin(), frames.end(),
                                       [](const Frame* frame) { return frame->shortTerm != Structure::none; });
-    if (mayForget && random_.oneIn(6)) {
-        header.marking.push_back({5, 0, 0, 0, 0});
-        maxLongTermFrameIdx_ = noLongTermIdx;
-        return;
-    }
     if (frames.empty() || (canSlide && random_.oneIn(2)))
         return;
-    const auto victim = random_.uniform<std::size_t>(0, std::ssize(frames) - 1);
-    const bool removes = full || random_.oneIn(4);
-    if (removes && !removeFrame(header, *frames[victim], structure))
-        return;
-    if (!options_.longTermReferences)
-        return;
-    const Frame& other = *frames[random_.uniform<std::size_t>(0, std::ssize(frames) - 1)];
-    if (random_.oneIn(3)) {
-        allowLongTerm(header);
-        longTermIdxOfCurrent_ = random_.uniform(0, maxLongTermFrameIdx_);
-        header.marking.push_back({6, 0, 0, static_cast<uint32_t>(longTermIdxOfCurrent_), 0});
-    } else if (random_.oneIn(2) && !(removes && &other == frames[victim]) &&
-               other.shortTerm == Structure::frame && !other.nonExisting) {
-        SliceHeader removal = header; // the same numbers name what becomes long-term
-        removal.marking.clear();
-        removeFrame(removal, other, structure);
-        allowLongTerm(header);
-        const auto idx = static_cast<uint32_t>(random_.uniform(0, maxLongTermFrameIdx_));
-        for (const MarkingOperation& operation : removal.marking)
-            header.marking.push_back({3, operation.differenceOfPicNums, 0, idx, 0});
+    const auto draw = [&] { return frames[random_.uniform<std::size_t>(0, std::ssize(frames) - 1)]; };
+    const Frame* const victim = full || random_.oneIn(4) ? draw() : nullptr;
+    if (victim != nullptr) {
+        header.marking = releasing(*victim, header, structure);
+        if (header.marking.empty())
+            return;
+        if (!full)
+            spareField(header);
     }
+    const Frame* const other = draw();
+    // ffmpeg forgets the first field when the second one becomes a long-term reference by itself, unlike
+    // 8.2.5.4.6.
+    if (options_.longTermReferences && structure == Structure::frame && random_.oneIn(3)) {
+        const int idx = drawLongTermIdx(header);
+        header.marking.push_back({6, 0, 0, static_cast<uint32_t>(idx), 0});
+    } else if (options_.longTermReferences && random_.oneIn(2) && other != victim) {
+        makeLongTerm(header, *other, structure);
+    }
+}
+
+void StreamWriter::drawSecondMarking(SliceHeader& header, Structure structure)
+{
+    for (const FramePointer& frame : buffer_.frames()) {
+        if (frame == current_ || !frame->isReference() || !random_.oneIn(6))
+            continue;
+        if (options_.longTermReferences && random_.oneIn(2)) {
+            makeLongTerm(header, *frame, structure);
+        } else {
+            header.marking = releasing(*frame, header, structure);
+            spareField(header);
+        }
+        return;
+    }
+}
+
+// Now and then only one of two fields is released. For ffmpeg it is still half a reference of frames, unlike
+// 8.2.4.2.1.
+void StreamWriter::spareField(SliceHeader& header)
+{
+    if (header.marking.size() > 1 && options_.structures == PictureStructures::fields && random_.oneIn(2))
+        header.marking.pop_back();
+}
+
+// A frame, or both fields of it: for ffmpeg a field is what the other one is, unlike 8.2.5.4.3.
+void StreamWriter::makeLongTerm(SliceHeader& header, const Frame& frame, Structure structure)
+{
+    const std::vector<MarkingOperation> operations = releasing(frame, header, structure);
+    if (frame.shortTerm == Structure::none || frame.nonExisting || operations.empty())
+        return;
+    const auto idx = static_cast<uint32_t>(drawLongTermIdx(header));
+    for (const MarkingOperation& operation : operations)
+        header.marking.push_back({3, operation.differenceOfPicNums, 0, idx, 0});
 }
 
 } // namespace
