@@ -221,42 +221,42 @@ bool predictByCopy(const Block<planes>& block, WarpPoint position, int32_t round
 }
 
 // What to add to the sum of weighted samples.
-int32_t roundingTerm(const WarpRecord& record)
+int32_t roundingTerm(const WarpSpec& spec)
 {
-    return 128 - (record.rounding << (3 - record.accuracy));
+    return 128 - (spec.rounding << (3 - spec.accuracy));
 }
 
 template <std::size_t planes>
-void warpAffine(const WarpRecord& record, const AffineMapping& mapping, const Block<planes>& block)
+void warpAffine(const WarpSpec& spec, const AffineMapping& mapping, const Block<planes>& block)
 {
-    AffineWalk walk(mapping, record.accuracy);
-    if (record.points <= 1) {
+    AffineWalk walk(mapping, spec.accuracy);
+    if (spec.points <= 1) {
         walk.start(block.rect.x, block.rect.y);
-        if (predictByCopy(block, walk.next(), record.rounding))
+        if (predictByCopy(block, walk.next(), spec.rounding))
             return;
     }
-    warp(block, walk, roundingTerm(record));
+    warp(block, walk, roundingTerm(spec));
 }
 
-PerspectiveWalk lumaPerspective(const WarpRecord& record)
+PerspectiveWalk lumaPerspective(const WarpSpec& spec)
 {
-    return {record.perspective, record.accuracy, record.luma, 1, {-int64_t{record.x0}, -int64_t{record.y0}}};
+    return {spec.perspective, spec.accuracy, spec.luma, 1, {-int64_t{spec.x0}, -int64_t{spec.y0}}};
 }
 
-void warpLuma(const WarpRecord& record, const Block<1>& block)
+void warpLuma(const WarpSpec& spec, const Block<1>& block)
 {
-    if (record.points < 4)
-        warpAffine(record, record.lumaMapping, block);
+    if (spec.points < 4)
+        warpAffine(spec, spec.lumaMapping, block);
     else
-        warp(block, lumaPerspective(record), roundingTerm(record));
+        warp(block, lumaPerspective(spec), roundingTerm(spec));
 }
 
-// A chroma sample lies at ((2 * I + 1/2), (2 * J + 1/2)) of luma: with four times this the luma mapping gives
-// its position.
-PerspectiveMapping chromaMapping(const WarpRecord& record)
+// A chroma sample x, y lies at 2 * x + 1/2, 2 * y + 1/2 of luma. With I and J twice that, relative to the
+// VOP, the luma mapping gives the position from where this leads back to chroma.
+PerspectiveMapping chromaMapping(const WarpSpec& spec)
 {
-    const auto& [x, y, w] = record.perspective;
-    const double unit = 2 << record.accuracy;
+    const auto& [x, y, w] = spec.perspective;
+    const double unit = 2 << spec.accuracy;
     const auto numerator = [&, &w = w](const LinearForm& form) {
         return LinearForm{2 * form.column - unit * w.column, 2 * form.row - unit * w.row,
                           4 * form.constant - 2 * unit * w.constant};
@@ -264,52 +264,52 @@ PerspectiveMapping chromaMapping(const WarpRecord& record)
     return {numerator(x), numerator(y), {4 * w.column, 4 * w.row, 8 * w.constant}};
 }
 
-void warpChroma(const WarpRecord& record, const Block<2>& block)
+void warpChroma(const WarpSpec& spec, const Block<2>& block)
 {
-    if (record.points < 4)
-        return warpAffine(record, record.chromaMapping, block);
-    const PerspectiveWalk walk(chromaMapping(record), record.accuracy, record.chroma, 4,
-                               {1 - 2 * int64_t{record.x0}, 1 - 2 * int64_t{record.y0}});
-    warp(block, walk, roundingTerm(record));
+    if (spec.points < 4)
+        return warpAffine(spec, spec.chromaMapping, block);
+    const PerspectiveWalk walk(chromaMapping(spec), spec.accuracy, spec.chroma, 4,
+                               {1 - 2 * int64_t{spec.x0}, 1 - 2 * int64_t{spec.y0}});
+    warp(block, walk, roundingTerm(spec));
 }
 
 // The sum of the displacements of a macroblock's samples in units of 2^-(accuracy + 1) sample.
 template <class Walk>
-WarpPoint sumOfDisplacements(const WarpRecord& record, Walk walk, int64_t x, int64_t y)
+WarpPoint sumOfDisplacements(const WarpSpec& spec, Walk walk, int64_t x, int64_t y)
 {
     constexpr int64_t size = 16;
-    const int32_t insignificant = 3 - record.accuracy;
+    const int32_t insignificant = 3 - spec.accuracy;
     WarpPoint sum{0, 0};
     for (int64_t row = 0; row < size; row++) {
         walk.start(x, y + row);
         for (int64_t column = 0; column < size; column++) {
             const WarpPoint position = walk.next();
-            sum.x += (position.x >> insignificant) - ((x - record.luma.x + column) << (record.accuracy + 1));
-            sum.y += (position.y >> insignificant) - ((y - record.luma.y + row) << (record.accuracy + 1));
+            sum.x += (position.x >> insignificant) - ((x - spec.luma.x + column) << (spec.accuracy + 1));
+            sum.y += (position.y >> insignificant) - ((y - spec.luma.y + row) << (spec.accuracy + 1));
         }
     }
     return sum;
 }
 
 // The mean displacement in half or quarter samples, halves away from zero.
-int64_t meanOfMacroblock(int64_t sum, const WarpRecord& record)
+int64_t meanOfMacroblock(int64_t sum, const WarpSpec& spec)
 {
-    const int32_t shift = record.accuracy + 8 - record.quarterSample;
+    const int32_t shift = spec.accuracy + 8 - spec.quarterSample;
     return (sum - (sum < 0 ? 1 : 0) + (int64_t{1} << (shift - 1))) >> shift;
 }
 
-WarpPoint globalVector(const WarpRecord& record, int32_t x, int32_t y)
+WarpPoint globalVector(const WarpSpec& spec, int32_t x, int32_t y)
 {
-    if (record.points == 0)
+    if (spec.points == 0)
         return {0, 0};
-    if (record.points == 1) {
-        const int32_t shift = 3 - record.quarterSample;
-        return {static_cast<int16_t>(record.first.x >> shift), static_cast<int16_t>(record.first.y >> shift)};
+    if (spec.points == 1) {
+        const int32_t shift = 3 - spec.quarterSample;
+        return {static_cast<int16_t>(spec.first.x >> shift), static_cast<int16_t>(spec.first.y >> shift)};
     }
-    const WarpPoint sum =
-        record.points < 4 ? sumOfDisplacements(record, AffineWalk(record.lumaMapping, record.accuracy), x, y)
-                          : sumOfDisplacements(record, lumaPerspective(record), x, y);
-    return {meanOfMacroblock(sum.x, record), meanOfMacroblock(sum.y, record)};
+    const WarpPoint sum = spec.points < 4
+                              ? sumOfDisplacements(spec, AffineWalk(spec.lumaMapping, spec.accuracy), x, y)
+                              : sumOfDisplacements(spec, lumaPerspective(spec), x, y);
+    return {meanOfMacroblock(sum.x, spec), meanOfMacroblock(sum.y, spec)};
 }
 
 } // namespace
@@ -323,10 +323,10 @@ Status keliWarpLuma_MPEG4_8u_C1R(const uint8_t* pSrc, int32_t srcStep, uint8_t* 
 {
     if (anyNull(pSrc, pDst, pDstRect, pSpec))
         return StatusNullPointer;
-    const auto* const record = recordIn<WarpRecord>(pSpec);
-    if (record == nullptr)
+    const WarpSpec& spec = *recordIn(pSpec);
+    if (spec.tag != warpTag)
         return StatusBadContext;
-    warpLuma(*record, {{{{pSrc, srcStep, pDst, dstStep}}}, *pDstRect, record->luma});
+    warpLuma(spec, {{{{pSrc, srcStep, pDst, dstStep}}}, *pDstRect, spec.luma});
     return StatusOk;
 }
 
@@ -336,12 +336,12 @@ Status keliWarpChroma_MPEG4_8u_P2R(const uint8_t* pSrcCb, int32_t srcStepCb, con
 {
     if (anyNull(pSrcCb, pSrcCr, pDstCb, pDstCr, pDstRect, pSpec))
         return StatusNullPointer;
-    const auto* const record = recordIn<WarpRecord>(pSpec);
-    if (record == nullptr)
+    const WarpSpec& spec = *recordIn(pSpec);
+    if (spec.tag != warpTag)
         return StatusBadContext;
-    warpChroma(*record, {{{{pSrcCb, srcStepCb, pDstCb, dstStepCb}, {pSrcCr, srcStepCr, pDstCr, dstStepCr}}},
-                         *pDstRect,
-                         record->chroma});
+    warpChroma(spec, {{{{pSrcCb, srcStepCb, pDstCb, dstStepCb}, {pSrcCr, srcStepCr, pDstCr, dstStepCr}}},
+                      *pDstRect,
+                      spec.chroma});
     return StatusOk;
 }
 
@@ -349,11 +349,11 @@ Status keliCalcGlobalMV_MPEG4(int32_t x, int32_t y, MotionVector* pMV, const War
 {
     if (anyNull(pMV, pSpec))
         return StatusNullPointer;
-    const auto* const record = recordIn<WarpRecord>(pSpec);
-    if (record == nullptr)
+    const WarpSpec& spec = *recordIn(pSpec);
+    if (spec.tag != warpTag)
         return StatusBadContext;
-    const WarpPoint vector = globalVector(*record, x, y);
-    const auto clip = [limit = int64_t{record->vectorLimit}](int64_t v) {
+    const WarpPoint vector = globalVector(spec, x, y);
+    const auto clip = [limit = int64_t{spec.vectorLimit}](int64_t v) {
         return static_cast<int16_t>(std::clamp(v, -limit, limit - 1));
     };
     *pMV = {clip(vector.x), clip(vector.y)};

@@ -2,7 +2,7 @@
 // WarpSpec. Positions in the reference are in 1/16 sample; I and J are x and y relative to the VOP's origin.
 #pragma once
 
-#include "mpeg4/record.h"
+#include "mpeg4/spec_record.h"
 
 #include <kelvcpx/mpeg4_motion.h>
 
@@ -41,10 +41,9 @@ struct PerspectiveMapping {
     LinearForm w;
 };
 
-struct WarpRecord {
-    static constexpr RecordTag expectedTag = {'k', 'S', 'M', 'L'};
+} // namespace kelvcpx::mpeg4
 
-    RecordTag tag = expectedTag;
+struct WarpSpec {
     uint8_t points;
     uint8_t accuracy;
     uint8_t rounding;
@@ -53,13 +52,18 @@ struct WarpRecord {
     int32_t x0, y0;      // origin of the VOP
     RoiRect luma;        // of the reference
     RoiRect chroma;
-    WarpPoint first; // the first warped reference point
-    AffineMapping lumaMapping;
-    AffineMapping chromaMapping;
-    PerspectiveMapping perspective; // with four points, in place of the affine mappings
+    kelvcpx::mpeg4::WarpPoint first; // the first warped reference point
+    kelvcpx::mpeg4::AffineMapping lumaMapping;
+    kelvcpx::mpeg4::AffineMapping chromaMapping;
+    kelvcpx::mpeg4::PerspectiveMapping perspective; // with four points, in place of the affine mappings
+    kelvcpx::mpeg4::Tag tag;
 };
 
-constexpr int32_t warpSpecSize = 276;
-static_assert(recordBufferSize<WarpRecord> <= warpSpecSize);
+namespace kelvcpx::mpeg4 {
+
+inline constexpr Tag warpTag = {'k', 'S', 'M', 'L'};
+
+inline constexpr int32_t warpSpecSize = 276;
+static_assert(recordBufferSize<WarpSpec> <= warpSpecSize);
 
 } // namespace kelvcpx::mpeg4

@@ -76,36 +76,36 @@ AffineMapping translation(WarpPoint origin)
     return {origin, {16, 0}, {0, 16}, 0};
 }
 
-void initTranslation(WarpRecord& record, int32_t spriteType)
+void initTranslation(WarpSpec& spec, int32_t spriteType)
 {
-    const WarpPoint vop{record.x0, record.y0};
-    record.lumaMapping = translation(record.first - 16 * vop - 16 * originOf(record.luma));
+    const WarpPoint vop{spec.x0, spec.y0};
+    spec.lumaMapping = translation(spec.first - 16 * vop - 16 * originOf(spec.luma));
 
-    const int32_t insignificant = 3 - record.accuracy;
+    const int32_t insignificant = 3 - spec.accuracy;
     const auto halve = [&](int64_t v) {
         const int64_t c = v >> insignificant;
         return (spriteType == staticSprite ? (c + 1) >> 1 : (c >> 1) | (c & 1)) * (1 << insignificant);
     };
-    const WarpPoint halved{halve(record.first.x), halve(record.first.y)};
-    const WarpPoint chromaVop{record.x0 / 2, record.y0 / 2};
-    record.chromaMapping = translation(halved - 16 * chromaVop - 16 * originOf(record.chroma));
+    const WarpPoint halved{halve(spec.first.x), halve(spec.first.y)};
+    const WarpPoint chromaVop{spec.x0 / 2, spec.y0 / 2};
+    spec.chromaMapping = translation(halved - 16 * chromaVop - 16 * originOf(spec.chroma));
 }
 
 // Two or three points.
-void initAffine(WarpRecord& record, const RoiRect& vopRect, const Displacements& displacements)
+void initAffine(WarpSpec& spec, const RoiRect& vopRect, const Displacements& displacements)
 {
     const Side width(vopRect.width);
     const Side height(vopRect.height);
     const WarpPoint vop = originOf(vopRect);
-    const WarpPoint origin = record.first - 16 * vop;
+    const WarpPoint origin = spec.first - 16 * vop;
     const auto columns = [&] {
         const WarpPoint corner = origin + 8 * displacements[1];
         return virtualPoint(width, origin, corner) + WarpPoint{16 * width.power(), 0} - origin;
     }();
 
-    AffineMapping& luma = record.lumaMapping;
+    AffineMapping& luma = spec.lumaMapping;
     luma.column = columns;
-    if (record.points == 2) {
+    if (spec.points == 2) {
         luma.row = {-columns.y, columns.x};
         luma.shift = width.log2;
     } else {
@@ -119,29 +119,29 @@ void initAffine(WarpRecord& record, const RoiRect& vopRect, const Displacements&
 
     const auto power = [](int32_t n) { return int64_t{1} << n; };
     // Half a step of the accuracy, (1 << (3 - accuracy)) / 2, at the scale of the mapping.
-    const auto halfStep = [&](int32_t shift) { return power(shift + 3 - record.accuracy) >> 1; };
+    const auto halfStep = [&](int32_t shift) { return power(shift + 3 - spec.accuracy) >> 1; };
     const auto rounding = [&](int32_t shift) { return WarpPoint{halfStep(shift), halfStep(shift)}; };
-    luma.origin = power(luma.shift) * (record.first - 16 * originOf(record.luma)) + rounding(luma.shift) -
+    luma.origin = power(luma.shift) * (spec.first - 16 * originOf(spec.luma)) + rounding(luma.shift) -
                   vop.x * luma.column - vop.y * luma.row;
 
     // A chroma sample lies at 2 * x + 1/2, 2 * y + 1/2 of luma.
-    AffineMapping& chroma = record.chromaMapping;
+    AffineMapping& chroma = spec.chromaMapping;
     chroma.shift = luma.shift + 2;
     chroma.column = 4 * luma.column;
     chroma.row = 4 * luma.row;
-    chroma.origin = power(luma.shift + 1) * (record.first - WarpPoint{8, 8}) -
-                    power(chroma.shift + 4) * originOf(record.chroma) + rounding(chroma.shift) +
+    chroma.origin = power(luma.shift + 1) * (spec.first - WarpPoint{8, 8}) -
+                    power(chroma.shift + 4) * originOf(spec.chroma) + rounding(chroma.shift) +
                     (1 - 2 * vop.x) * luma.column + (1 - 2 * vop.y) * luma.row;
 }
 
-void initPerspective(WarpRecord& record, const RoiRect& vopRect, const Displacements& displacements)
+void initPerspective(WarpSpec& spec, const RoiRect& vopRect, const Displacements& displacements)
 {
     const int64_t width = vopRect.width;
     const int64_t height = vopRect.height;
     const WarpPoint origin = 2 * originOf(vopRect) + displacements[0];
     const WarpPoint right = displacements[1] + WarpPoint{2 * width, 0};
     const WarpPoint below = displacements[2] + WarpPoint{0, 2 * height};
-    const int64_t unit = 1 << record.accuracy;
+    const int64_t unit = 1 << spec.accuracy;
     const WarpPoint p0 = unit * origin;
     const WarpPoint p1 = unit * (origin + right);
     const WarpPoint p2 = unit * (origin + below);
@@ -161,24 +161,24 @@ void initPerspective(WarpRecord& record, const RoiRect& vopRect, const Displacem
                           static_cast<double>(v2) * h + static_cast<double>(v2 - v0) * perRow,
                           static_cast<double>(v0) * k};
     };
-    record.perspective = {numerator(p0.x, p1.x, p2.x), numerator(p0.y, p1.y, p2.y), {g, h, k}};
+    spec.perspective = {numerator(p0.x, p1.x, p2.x), numerator(p0.y, p1.y, p2.y), {g, h, k}};
 }
 
-void initMapping(WarpRecord& record, const RoiRect& vopRect, const Displacements& displacements,
+void initMapping(WarpSpec& spec, const RoiRect& vopRect, const Displacements& displacements,
                  int32_t spriteType)
 {
-    if (record.points == 0) {
-        record.lumaMapping = translation(-16 * originOf(record.luma));
-        record.chromaMapping = translation(-16 * originOf(record.chroma));
+    if (spec.points == 0) {
+        spec.lumaMapping = translation(-16 * originOf(spec.luma));
+        spec.chromaMapping = translation(-16 * originOf(spec.chroma));
         return;
     }
-    record.first = 16 * originOf(vopRect) + 8 * displacements[0];
-    if (record.points == 1)
-        initTranslation(record, spriteType);
-    else if (record.points < 4)
-        initAffine(record, vopRect, displacements);
+    spec.first = 16 * originOf(vopRect) + 8 * displacements[0];
+    if (spec.points == 1)
+        initTranslation(spec, spriteType);
+    else if (spec.points < 4)
+        initAffine(spec, vopRect, displacements);
     else
-        initPerspective(record, vopRect, displacements);
+        initPerspective(spec, vopRect, displacements);
 }
 
 constexpr bool isEmpty(const RoiRect& rect)
@@ -216,20 +216,21 @@ Status keliWarpInit_MPEG4(WarpSpec* pSpec, const int32_t* pDU, const int32_t* pD
     if (numWarpingPoints > 0 && anyNull(pDU, pDV))
         return StatusNullPointer;
 
-    WarpRecord record{.points = static_cast<uint8_t>(numWarpingPoints),
-                      .accuracy = static_cast<uint8_t>(warpingAccuracy),
-                      .rounding = static_cast<uint8_t>(spriteType == staticSprite ? 0 : roundingType & 1),
-                      .quarterSample = quarterSample != 0,
-                      .vectorLimit = 16 << fcode,
-                      .x0 = pVopRect->x,
-                      .y0 = pVopRect->y,
-                      .luma = *pSpriteRect,
-                      .chroma = chromaRectangle(*pSpriteRect),
-                      .first = {},
-                      .lumaMapping = {},
-                      .chromaMapping = {},
-                      .perspective = {}};
-    initMapping(record, *pVopRect, {pDU, pDV}, spriteType);
-    placeRecord(pSpec, record);
+    WarpSpec spec{.points = static_cast<uint8_t>(numWarpingPoints),
+                  .accuracy = static_cast<uint8_t>(warpingAccuracy),
+                  .rounding = static_cast<uint8_t>(spriteType == staticSprite ? 0 : roundingType & 1),
+                  .quarterSample = quarterSample != 0,
+                  .vectorLimit = 16 << fcode,
+                  .x0 = pVopRect->x,
+                  .y0 = pVopRect->y,
+                  .luma = *pSpriteRect,
+                  .chroma = chromaRectangle(*pSpriteRect),
+                  .first = {},
+                  .lumaMapping = {},
+                  .chromaMapping = {},
+                  .perspective = {},
+                  .tag = warpTag};
+    initMapping(spec, *pVopRect, {pDU, pDV}, spriteType);
+    *recordIn(pSpec) = spec;
     return StatusOk;
 }
