@@ -1,6 +1,8 @@
 // MPEG-1/2 block reconstruction and inverse quantisation.
 
+#include <kelvcpx/core.h>
 #include <kelvcpx/mpeg2.h>
+#include <kelvcpx/mpeg2_encode.h>
 
 #include <benchmark/benchmark.h>
 
@@ -204,5 +206,69 @@ void QuantInv(benchmark::State& state)
     }
 }
 BENCHMARK(QuantInv)->Arg(0)->Arg(1);
+
+// A block with so many levels, spread over the low frequencies.
+Block levelsOf(int64_t count)
+{
+    Block block{};
+    for (int64_t i = 0; i < count; i++)
+        block[static_cast<std::size_t>(i * 3 % 64)] = static_cast<int16_t>(i % 2 == 0 ? 1 : -2);
+    return block;
+}
+
+void ScanFwd(benchmark::State& state)
+{
+    const Block block = levelsOf(state.range(0));
+    Block scanned{};
+    for (auto _ : state) {
+        keliScanFwd_16s_C1(block.data(), scanned.data(), static_cast<int32_t>(state.range(0)), 0);
+        benchmark::DoNotOptimize(scanned);
+    }
+}
+BENCHMARK(ScanFwd)->Arg(5)->Arg(30);
+
+void ScanInv(benchmark::State& state)
+{
+    const Block block = levelsOf(10);
+    Block raster{};
+    for (auto _ : state) {
+        keliScanInv_16s_C1(block.data(), raster.data(), 30, 1);
+        benchmark::DoNotOptimize(raster);
+    }
+}
+BENCHMARK(ScanInv);
+
+// The argument says whether the block is intra.
+void QuantForward(benchmark::State& state)
+{
+    const auto operation = state.range(0) != 0 ? keliQuantIntra_MPEG2_16s_C1I : keliQuant_MPEG2_16s_C1I;
+    Block block{};
+    int32_t count = 0;
+    for (auto _ : state) {
+        block.fill(300);
+        operation(block.data(), 8, nullptr, &count);
+        benchmark::DoNotOptimize(block);
+    }
+}
+BENCHMARK(QuantForward)->Arg(0)->Arg(1);
+
+// The argument is the number of levels of a block.
+void PutNonIntraBlock(benchmark::State& state)
+{
+    const Tables tables;
+    const Block block = levelsOf(state.range(0));
+    int32_t* table = nullptr;
+    keliCreateRLEncodeTable(codeList.begin(), &table);
+    std::vector<uint32_t> stream(64);
+    for (auto _ : state) {
+        uint32_t* word = stream.data();
+        int32_t freeBits = 32;
+        keliPutNonIntraBlock(&word, &freeBits, block.data(), table, tables.scan.data(), 5, 1,
+                             static_cast<int32_t>(state.range(0)));
+        benchmark::DoNotOptimize(stream.data());
+    }
+    kelsFree(table);
+}
+BENCHMARK(PutNonIntraBlock)->Arg(3)->Arg(20);
 
 } // namespace

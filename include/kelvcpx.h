@@ -14,6 +14,7 @@
 #include <kelvcpx/h264_transform.h>
 #include <kelvcpx/metrics.h>
 #include <kelvcpx/mpeg2.h>
+#include <kelvcpx/mpeg2_encode.h>
 #include <kelvcpx/mpeg4.h>
 #include <kelvcpx/mpeg4_motion.h>
 #include <kelvcpx/types.h>

@@ -1,6 +1,7 @@
 #include "core/huffman_lookup.h"
 
 #include "core/arguments.h"
+#include "mpeg2/code_list.h"
 
 #include <kelvcpx/core.h>
 #include <kelvcpx/mpeg2.h>
@@ -33,12 +34,6 @@ struct CodeList {
     }
 };
 
-struct Code {
-    uint32_t bits;
-    int32_t length;
-    const int32_t* values;
-};
-
 bool parseHead(Kind kind, const int32_t* words, CodeList& list)
 {
     const int32_t levels = words[1];
@@ -55,15 +50,8 @@ template <class Visit>
 bool forEachCode(const CodeList& list, Visit visit)
 {
     const int32_t reachable = list.totalWidth();
-    const int32_t wordsPerEntry = list.kind == Kind::value ? 2 : 3;
-    const int32_t* word = list.groups;
-    for (int32_t length = 1; *word >= 0; length++) {
-        const int32_t count = *word++;
-        for (int32_t i = 0; i < count; i++, word += wordsPerEntry)
-            if (length <= reachable && !visit(Code{static_cast<uint32_t>(word[0]), length, word + 1}))
-                return false;
-    }
-    return true;
+    return forEachEntry(list.groups, list.kind == Kind::value ? 2 : 3,
+                        [&](const Code& code) { return code.length > reachable || visit(code); });
 }
 
 // The code's bits left-aligned in 32, so that equal prefixes stand together when they are sorted.
