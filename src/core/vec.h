@@ -83,6 +83,27 @@ inline S32x4 maximum(S32x4 a, S32x4 b)
     return a > b ? a : b;
 }
 
+template <class Lanes>
+[[gnu::always_inline]] inline Lanes absolute(Lanes v)
+{
+    return maximum(v, -v);
+}
+
+// v, but at most `limit` in magnitude.
+template <class Lanes>
+[[gnu::always_inline]] inline Lanes limited(Lanes v, Lanes limit)
+{
+    return minimum(maximum(v, -limit), limit);
+}
+
+// Whether any lane of a mask, the result of a comparison, is set.
+template <class Lanes>
+[[gnu::always_inline]] inline bool anyLane(Lanes mask)
+{
+    const auto halves = std::bit_cast<Vec16<uint64_t>>(mask);
+    return (halves[0] | halves[1]) != 0;
+}
+
 // average() is (a + b + 1) >> 1 in each lane, multiplyHigh() the upper 16 bits of the 32-bit products. Most
 // processors have an instruction for each. GCC finds it when it vectorises a loop, which must not have been
 // unrolled before; clang finds it in an expression, but an average only where neither of its operands is

@@ -2,8 +2,8 @@
 // lanes and back. No argument is checked. Steps are in samples.
 #pragma once
 
+#include "core/transpose.h"
 #include "h264/deblock_filters.h"
-#include "h264/transpose.h"
 
 #include <array>
 #include <cstdint>

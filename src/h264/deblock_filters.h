@@ -22,26 +22,6 @@ struct Thresholds {
     typename S::Lanes beta;
 };
 
-template <class Lanes>
-[[gnu::always_inline]] inline Lanes absolute(Lanes v)
-{
-    return maximum(v, -v);
-}
-
-// v, but at most `limit` in magnitude.
-template <class Lanes>
-[[gnu::always_inline]] inline Lanes limited(Lanes v, Lanes limit)
-{
-    return minimum(maximum(v, -limit), limit);
-}
-
-template <class Lanes>
-[[gnu::always_inline]] inline bool anyLane(Lanes mask)
-{
-    const auto halves = std::bit_cast<Vec16<uint64_t>>(mask);
-    return (halves[0] | halves[1]) != 0;
-}
-
 // The conditions on the samples in filterSamplesFlag (8.7.2.2).
 template <class S>
 [[gnu::always_inline]] inline typename S::Lanes filterSamples(typename S::Lanes p1, typename S::Lanes p0,

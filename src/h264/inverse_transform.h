@@ -2,10 +2,10 @@
 // each with as many bits as the coefficients.
 #pragma once
 
+#include "core/transpose.h"
 #include "core/vec.h"
 #include "h264/scaling.h"
 #include "h264/transform.h"
-#include "h264/transpose.h"
 
 #include <array>
 #include <bit>

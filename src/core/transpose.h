@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace kelvcpx::h264 {
+namespace kelvcpx {
 
 // Rotates the bits of each element's index by one to the left, the index in all vectors together: repeated
 // for each bit of a column number, it transposes.
@@ -45,4 +45,4 @@ template <std::size_t n>
     return std::bit_cast<std::array<S32x4, n>>(transposed < n == 4 ? 4 : 8 > (elements));
 }
 
-} // namespace kelvcpx::h264
+} // namespace kelvcpx
