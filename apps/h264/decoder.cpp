@@ -75,7 +75,7 @@ private:
     void fillGap(const SliceHeader& slice, const PictureSink& sink);
     bool continuesFrame(const SliceHeader& slice) const;
     SliceContext makeSlice(const SliceHeader& slice);
-    void replaceMissingReferences(std::array<ReferenceList, 2>& references);
+    void fillReferenceLists(std::array<ReferenceList, 2>& lists);
     FramePointer newestReference() const;
 
     void finishPicture(const PictureSink& sink);
@@ -308,7 +308,7 @@ SliceContext Decoder::makeSlice(const SliceHeader& slice)
     SliceContext context{*picture_, pictureSet_, slice, *levelScales_, sliceGroups_};
     auto lists = makeReferenceLists(buffer_.frames(), slice, picture_->structure,
                                     current_->poc(picture_->structure), picture_->sequence.maxFrameNum());
-    replaceMissingReferences(lists);
+    fillReferenceLists(lists);
     context.setReferences(lists);
     context.number = static_cast<int>(picture_->filters.size());
     picture_->filters.push_back(
@@ -316,18 +316,21 @@ SliceContext Decoder::makeSlice(const SliceHeader& slice)
     return context;
 }
 
-// A list entry without a picture is what is left of a picture that was lost.
-void Decoder::replaceMissingReferences(std::array<ReferenceList, 2>& references)
+// A list may be longer than there are pictures, as long as nothing is predicted from the rest of it.
+void Decoder::fillReferenceLists(std::array<ReferenceList, 2>& lists)
 {
-    for (ReferenceList& list : references) {
+    FramePointer substitute;
+    for (ReferenceList& list : lists) {
         for (ReferencePicture& entry : list) {
             if (entry.frame != nullptr)
                 continue;
-            report("a reference list lacks a picture");
-            const FramePointer substitute = newestReference();
             if (substitute == nullptr)
-                throw DamagedUnit("there is no picture to predict from");
-            entry = {substitute, picture_->structure};
+                substitute = newestReference();
+            if (substitute == nullptr) {
+                substitute = buffer_.newFrame(FrameShape(*active_), videoFormat());
+                substitute->fillGrey();
+            }
+            entry = {substitute, picture_->structure, true};
         }
     }
 }
@@ -336,6 +339,8 @@ void Decoder::finishPicture(const PictureSink& sink)
 {
     if (!picture_)
         return;
+    if (picture_->usesSubstitutes)
+        report("blocks are predicted from pictures that are not there");
     concealMissingMacroblocks();
     deblock(*picture_);
     const Structure structure = picture_->structure;

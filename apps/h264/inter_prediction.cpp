@@ -212,6 +212,7 @@ template <class Sample>
 void InterPredictor<Sample>::fetch(const ReferencePicture& reference, Vector vector, const Block& block,
                                    const Target& target) const
 {
+    slice_.picture.usesSubstitutes |= reference.isSubstitute;
     const Surface surface = reference.frame->surface().of(reference.structure);
     fetchLuma(surface.planes[0], vector, block, target);
     if (planeCount_ == 1)

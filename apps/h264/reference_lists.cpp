@@ -157,8 +157,6 @@ private:
                 predicted = (predicted % maxPicNum + maxPicNum) % maxPicNum;
                 picture = findShortTerm(predicted > currPicNum ? predicted - maxPicNum : predicted);
             }
-            if (picture.frame == nullptr)
-                throw DamagedUnit("a reference list names a picture that is not there");
             insert(list, position++, picture);
         }
     }

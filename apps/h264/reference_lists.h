@@ -14,6 +14,7 @@ namespace kelvcpx::app::h264 {
 struct ReferencePicture {
     FramePointer frame;
     Structure structure = Structure::frame;
+    bool isSubstitute = false; // for a picture that the list lacks
 
     bool isLongTerm() const { return includes(frame->longTerm, structure); }
     int poc() const { return frame->poc(structure); }

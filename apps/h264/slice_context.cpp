@@ -37,8 +37,8 @@ ReferenceList fieldsOf(const ReferenceList& frames, Structure parity)
 {
     ReferenceList fields;
     for (const ReferencePicture& entry : frames) {
-        fields.push_back({entry.frame, parity});
-        fields.push_back({entry.frame, opposite(parity)});
+        fields.push_back({entry.frame, parity, entry.isSubstitute});
+        fields.push_back({entry.frame, opposite(parity), entry.isSubstitute});
     }
     return fields;
 }

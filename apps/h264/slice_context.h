@@ -40,8 +40,9 @@ struct PictureContext {
     std::array<Surface, 2> fields; // of a frame of macroblock pairs: its top and its bottom field
     MotionField* motion = nullptr;
     int widthInMbs = 0;
-    int heightInMbs = 0;   // of the frame or field
-    bool hasPairs = false; // MbaffFrameFlag
+    int heightInMbs = 0;          // of the frame or field
+    bool hasPairs = false;        // MbaffFrameFlag
+    bool usesSubstitutes = false; // blocks were predicted from what stands for pictures that are not there
     std::vector<MbInfo> macroblocks;
     std::vector<MbMvds> mvds; // with CABAC
 

@@ -283,7 +283,7 @@ void MacroblockWriter::writePartitions(std::span<const Partition> partitions, bo
             continue;
         for (const Partition& partition : partitions)
             if ((partition.lists >> list & 1) != 0)
-                putTe(bits_, most, random_.uniform(0, most));
+                putTe(bits_, most, random_.uniform(0, slice_.references[list] - 1));
     }
     for (std::size_t list = 0; list < 2; list++)
         for (const Partition& partition : partitions)

@@ -32,6 +32,7 @@ struct RandomSlice {
     int widthInMbs;
     int number;                     // of the slice in the picture
     std::span<const int> addresses; // of its macroblocks, in decoding order
+    std::array<int, 2> references;  // entries of its lists that have a picture
 };
 
 class MacroblockWriter

@@ -57,7 +57,8 @@ private:
     void writeSlice(SliceHeader header, const PictureParameterSet& set, Structure structure,
                     std::span<const int> macroblocks);
     void writeRedundantSlice(SliceHeader header, const PictureParameterSet& set);
-    void drawReferences(SliceHeader& header, const PictureParameterSet& set, Structure structure);
+    std::array<int, 2> drawReferences(SliceHeader& header, const PictureParameterSet& set,
+                                      Structure structure);
     ReferenceList available(const SliceHeader& header, Structure structure) const;
     std::array<ReferenceList, 2> listsOf(const SliceHeader& header, Structure structure) const;
     std::vector<ListModification> drawModifications(const SliceHeader& header, const ReferenceList& choice,
@@ -391,16 +392,17 @@ void StreamWriter::writeSlice(SliceHeader header, const PictureParameterSet& set
         drawDeblocking(header);
     else if (confusesFilter())
         header.type = SliceType::i;
+    std::array<int, 2> references{};
     if (header.type != SliceType::i)
-        drawReferences(header, set, structure);
+        references = drawReferences(header, set, structure);
     if (header.type == SliceType::b)
         stream_.tools[header.directSpatial ? "spatial direct" : "temporal direct"]++;
 
     BitWriter bits;
     putSliceHeader(bits, header, sequence_, set, random_.oneIn(3));
     MacroblockWriter(
-        {sequence_, set, header, macroblocks_, sequence_.widthInMbs, sliceNumber_++, macroblocks}, random_,
-        bits, stream_.tools)
+        {sequence_, set, header, macroblocks_, sequence_.widthInMbs, sliceNumber_++, macroblocks, references},
+        random_, bits, stream_.tools)
         .write();
     slices_.push_back(nalUnit(header.nalRefIdc, header.idr ? nalIdrSlice : nalSlice, bits));
     if (options_.redundantSlices && disorder_.oneIn(2))
@@ -478,17 +480,20 @@ ReferenceList StreamWriter::available(const SliceHeader& header, Structure struc
 }
 
 // The number of references, their order, weights and the kind of direct prediction; another slice type where
-// there are no references.
-void StreamWriter::drawReferences(SliceHeader& header, const PictureParameterSet& set, Structure structure)
+// there are no references. Returns how many entries of the lists have a picture.
+std::array<int, 2> StreamWriter::drawReferences(SliceHeader& header, const PictureParameterSet& set,
+                                                Structure structure)
 {
     const ReferenceList choice = available(header, structure);
     if (choice.empty()) {
         header.type = SliceType::i;
-        return;
+        return {};
     }
     const auto most = static_cast<int>(choice.size());
     for (std::size_t list = 0; list < (header.isB() ? 2U : 1U); list++) {
         header.refCount[list] = options_.temporalDirect ? most : random_.uniform(1, most);
+        if (options_.longLists && random_.oneIn(2))
+            header.refCount[list] = std::min(most + random_.uniform(1, 3), header.fieldPicture ? 32 : 16);
         // Frames that a gap stands for must not be referred to: existing ones take their place.
         const bool all = options_.gapsInFrameNum;
         if (all)
@@ -502,11 +507,13 @@ void StreamWriter::drawReferences(SliceHeader& header, const PictureParameterSet
             sharedModifications_ = header.modifications;
         header.modifications = sharedModifications_;
     }
-    const auto lists = listsOf(header, structure);
+    auto lists = listsOf(header, structure);
+    for (ReferenceList& list : lists)
+        std::erase_if(list, [](const ReferencePicture& entry) { return entry.frame == nullptr; });
     // ffmpeg is wrong now and then about blocks that are co-located in the first field of the same frame.
     if (header.isB() && lists[1].front().frame == current_) {
         header.type = SliceType::i;
-        return;
+        return {};
     }
     auto& used = references_[current_->number][structure == Structure::bottom ? 1 : 0];
     for (const ReferenceList& list : lists)
@@ -516,6 +523,7 @@ void StreamWriter::drawReferences(SliceHeader& header, const PictureParameterSet
         !header.isB() || !options_.temporalDirect || !allowsTemporalDirect(lists, structure);
     if (header.type == SliceType::p ? set.weightedPrediction : set.weightedBipredIdc == 1)
         drawWeights(header);
+    return {static_cast<int>(lists[0].size()), static_cast<int>(lists[1].size())};
 }
 
 int StreamWriter::wrapOf(const Frame& frame, const SliceHeader& header) const

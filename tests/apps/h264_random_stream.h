@@ -30,6 +30,7 @@ struct RandomH264Options {
     bool transform8x8 = false; // and scaling lists
     bool constrainedIntra = false;
     bool modifyLists = false;
+    bool longLists = false; // longer than there are pictures
     bool memoryManagement = false;
     bool longTermReferences = false; // by memory management
     bool gapsInFrameNum = false;
