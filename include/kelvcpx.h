@@ -17,6 +17,7 @@
 #include <kelvcpx/mpeg2_encode.h>
 #include <kelvcpx/mpeg4.h>
 #include <kelvcpx/mpeg4_motion.h>
+#include <kelvcpx/mpeg4_postfilter.h>
 #include <kelvcpx/types.h>
 
 #endif /* KELVCPX_H */
