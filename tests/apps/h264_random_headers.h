@@ -1,11 +1,12 @@
 // Writes the headers of H.264 streams (ITU-T H.264 7.3.2, 7.3.3).
 #pragma once
 
-#include "apps/support/bit_writer.h"
-
+#include "common/bit_writer.h"
 #include "h264/slice_header.h"
 
 namespace kelvcpx::test {
+
+using app::BitWriter;
 
 BitWriter sequenceParameterSet(const app::h264::SequenceParameterSet& set);
 BitWriter pictureParameterSet(const app::h264::PictureParameterSet& set,

@@ -1,9 +1,9 @@
 // Random macroblocks of H.264 CAVLC slices (ITU-T H.264 7.3.4, 7.3.5).
 #pragma once
 
-#include "apps/support/bit_writer.h"
 #include "support/random.h"
 
+#include "common/bit_writer.h"
 #include "h264/slice_header.h"
 
 #include <array>
@@ -15,6 +15,8 @@
 #include <vector>
 
 namespace kelvcpx::test {
+
+using app::BitWriter;
 
 // What macroblocks of the same slice need to know of one another.
 struct WrittenMacroblock {

@@ -1,13 +1,15 @@
 // Writes syntax elements of H.264 streams (ITU-T H.264 7.2, 9.1, 9.2).
 #pragma once
 
-#include "apps/support/bit_writer.h"
+#include "common/bit_writer.h"
 
 #include <cstdint>
 #include <span>
 #include <vector>
 
 namespace kelvcpx::test {
+
+using app::BitWriter;
 
 void putUe(BitWriter& bits, uint32_t value);
 void putSe(BitWriter& bits, int32_t value);

@@ -1,9 +1,9 @@
 // Random DCT blocks of MPEG-1 and MPEG-2 streams (ISO/IEC 11172-2 2.4.2.8, ISO/IEC 13818-2 6.2.6).
 #pragma once
 
-#include "apps/support/bit_writer.h"
 #include "support/random.h"
 
+#include "common/bit_writer.h"
 #include "common/huffman_table.h"
 #include "mpeg2/headers.h"
 #include "mpeg2/scan.h"
@@ -16,6 +16,8 @@
 #include <string>
 
 namespace kelvcpx::test {
+
+using app::BitWriter;
 
 // A stream while it is made.
 struct Draft {
