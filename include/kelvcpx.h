@@ -7,6 +7,7 @@
 
 #include <kelvcpx/block.h>
 #include <kelvcpx/core.h>
+#include <kelvcpx/dv.h>
 #include <kelvcpx/h264_encode.h>
 #include <kelvcpx/h264_high.h>
 #include <kelvcpx/h264_inter.h>
