@@ -1,10 +1,12 @@
 #include "codecs.h"
 
+#include "common/errors.h"
 #include "h264/decoder.h"
 #include "mpeg2/decoder.h"
 
 #include <fmt/format.h>
 
+#include <array>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -45,6 +47,15 @@ constexpr Codec codecs[] = {
     {"mpeg2video", headersFirst<mpeg2::makeDecoder>},
 };
 
+using MakeEncoder = std::unique_ptr<VideoEncoder> (*)(const VideoFormat&, const EncoderSettings&);
+
+struct EncoderEntry {
+    std::string_view name;
+    MakeEncoder make;
+};
+
+constexpr std::array<EncoderEntry, 0> encoders{};
+
 std::string knownCodecs()
 {
     std::string names;
@@ -62,6 +73,23 @@ std::unique_ptr<VideoDecoder> makeDecoder(const VideoStream& stream, DamageListe
             return codec.make(stream, listener);
     throw UnsupportedStream(fmt::format("there is no decoder for {} ({}), only for {}", stream.codec,
                                         stream.codecTitle, knownCodecs()));
+}
+
+std::vector<std::string> encoderNames()
+{
+    std::vector<std::string> names;
+    for (const EncoderEntry& encoder : encoders)
+        names.emplace_back(encoder.name);
+    return names;
+}
+
+std::unique_ptr<VideoEncoder> makeEncoder(const std::string& name, const VideoFormat& format,
+                                          const EncoderSettings& settings)
+{
+    for (const EncoderEntry& encoder : encoders)
+        if (encoder.name == name)
+            return encoder.make(format, settings);
+    throw UsageError(fmt::format("there is no encoder {}", name));
 }
 
 } // namespace kelvcpx::app

@@ -3,13 +3,24 @@
 
 #include "common/decoder.h"
 #include "common/demuxer.h"
+#include "common/encoder.h"
 
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace kelvcpx::app {
 
 // A decoder for the stream, which has already seen the headers that the container keeps apart. The listener
 // must outlive it. Throws UnsupportedStream if there is none.
 std::unique_ptr<VideoDecoder> makeDecoder(const VideoStream& stream, DamageListener& listener);
+
+// The encoders by the names that the command line has for them.
+std::vector<std::string> encoderNames();
+
+// An encoder for pictures of the format. Throws UsageError for settings out of its range, UnsupportedStream
+// for pictures that the standard does not provide for.
+std::unique_ptr<VideoEncoder> makeEncoder(const std::string& name, const VideoFormat& format,
+                                          const EncoderSettings& settings);
 
 } // namespace kelvcpx::app

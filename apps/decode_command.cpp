@@ -7,13 +7,11 @@
 #include "common/errors.h"
 #include "common/md5_output.h"
 #include "common/png_output.h"
+#include "common/progress.h"
 
 #include <fmt/format.h>
 
-#include <chrono>
-#include <filesystem>
 #include <memory>
-#include <system_error>
 #include <vector>
 
 namespace kelvcpx::app {
@@ -26,9 +24,7 @@ void check(const DecodeOptions& options)
 {
     if (options.md5 && options.output == OutputFile::standardOutput)
         throw UsageError("--md5 and -o - both want standard output");
-    std::error_code notThere; // which is fine: then it is not the input
-    if (!options.output.empty() && std::filesystem::equivalent(options.input, options.output, notThere))
-        throw UsageError(fmt::format("{} is the input: it will not be overwritten", options.output));
+    refuseToOverwrite(options.input, options.output);
 }
 
 Outputs makeOutputs(const DecodeOptions& options)
@@ -70,7 +66,7 @@ public:
     }
 
 private:
-    bool done() const { return options_.frames && pictures_ >= *options_.frames; }
+    bool done() const { return options_.frames && progress_.pictures() >= *options_.frames; }
 
     // A file that breaks off is damaged, but what came before is still worth showing.
     std::optional<Packet> readPacket()
@@ -78,7 +74,7 @@ private:
         try {
             auto packet = demuxer_.read();
             if (packet && packet->damaged)
-                damage_.damaged(fmt::format("the container lost data near picture {}", pictures_));
+                damage_.damaged(fmt::format("the container lost data near picture {}", progress_.pictures()));
             return packet;
         } catch (const InputError& error) {
             damage_.damaged(error.what());
@@ -97,38 +93,30 @@ private:
             picture.format.sampleAspect = demuxer_.stream().sampleAspect;
         for (const auto& output : outputs_)
             output->write(picture);
-        pictures_++;
+        progress_.count();
         if (console_.progressIsDue())
-            console_.progress(summary());
-    }
-
-    std::string summary() const
-    {
-        const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start_;
-        return fmt::format("{} picture{} in {:.2f} s, {:.1f} a second", pictures_, pictures_ == 1 ? "" : "s",
-                           elapsed.count(), static_cast<double>(pictures_) / elapsed.count());
+            console_.progress(progress_.summary());
     }
 
     int conclude()
     {
         damage_.summarise();
-        if (pictures_ == 0) {
+        if (progress_.pictures() == 0) {
             console_.message(fmt::format("{}: no picture could be decoded", options_.input));
             return exitFailure;
         }
         if (outputs_.empty() || console_.isTerminal())
-            console_.message(summary());
+            console_.message(progress_.summary());
         return damage_.count() > 0 ? exitFailure : exitOk;
     }
 
-    const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     const DecodeOptions& options_;
     Console console_;
     DamageLog damage_;
     Demuxer demuxer_;
     std::unique_ptr<VideoDecoder> decoder_;
     Outputs outputs_;
-    int64_t pictures_ = 0;
+    Progress progress_;
 };
 
 } // namespace

@@ -1,8 +1,10 @@
 // The `kelvcpx` command: its command line and its exit codes.
+#include "codecs.h"
 #include "common/console.h"
 #include "common/errors.h"
 #include "common/output_file.h"
 #include "decode_command.h"
+#include "encode_command.h"
 #include "info_command.h"
 
 #include <kelvcpx/core.h>
@@ -15,6 +17,7 @@
 #include <cstdint>
 #include <exception>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <system_error>
@@ -26,7 +29,7 @@ using namespace kelvcpx::app;
 using Command = std::function<int()>;
 
 constexpr auto exitCodes =
-    "Exit codes: 0 everything was decoded without damage, 1 damage was concealed or the\n"
+    "Exit codes: 0 everything went well, without damage in the input, 1 damage was concealed or the\n"
     "command failed, 2 the command line is wrong.";
 
 constexpr auto inputHelp = "Elementary stream or container with a video stream; - is standard input";
@@ -73,6 +76,39 @@ void addDecode(CLI::App& app, Command& command)
     });
 }
 
+void addEncode(CLI::App& app, Command& command)
+{
+    CLI::App* encode = app.add_subcommand("encode", "Encode a video; what is compressed is decoded first");
+    auto options = std::make_shared<EncodeOptions>();
+    EncoderSettings& settings = options->settings;
+    encode
+        ->add_option("INPUT", options->input, "Y4M file or another container with video; - is standard input")
+        ->required()
+        ->type_name("");
+    encode->add_option("-c,--codec", options->codec, "What to encode to")
+        ->required()
+        ->check(CLI::IsMember(encoderNames()))
+        ->type_name("CODEC");
+    encode->add_option("-o,--output", options->output, "File for the elementary stream; - is standard output")
+        ->required()
+        ->type_name("FILE");
+    encode->add_option("--qp", settings.qp, "Constant quantiser, in the units of the standard")
+        ->type_name("N");
+    encode->add_option("--bitrate", settings.bitRate, "Bits a second to keep to: 1500000, 1500k or 1.5M")
+        ->transform(CLI::AsNumberWithUnit(std::map<std::string, double>{{"k", 1e3}, {"M", 1e6}}))
+        ->type_name("B");
+    encode->add_option("--gop", settings.groupSize, "Pictures from one intra picture to the next")
+        ->check(checkCount)
+        ->type_name("N");
+    encode->add_option("--bframes", settings.bFrames, "B pictures in a row")->type_name("N");
+    encode->add_option("--frames", options->frames, "Stop after N pictures")
+        ->check(checkCount)
+        ->type_name("N");
+    encode->add_option("--recon", options->reconstruction, "File for the pictures as a decoder will see them")
+        ->type_name("FILE");
+    encode->callback([&command, options] { command = [options] { return runEncode(*options); }; });
+}
+
 int report(const std::string& message, int exitCode)
 {
     Console().message(message);
@@ -82,13 +118,14 @@ int report(const std::string& message, int exitCode)
 // Finds the command in the arguments and runs it.
 int run(int argc, char** argv)
 {
-    CLI::App app("Decodes video with the primitives of the kelvcpx library.", "kelvcpx");
+    CLI::App app("Decodes and encodes video with the primitives of the kelvcpx library.", "kelvcpx");
     app.footer(exitCodes);
     app.require_subcommand(1);
     app.set_version_flag("--version", fmt::format("kelvcpx {}", kelvcGetLibVersion()->versionText));
     Command command;
     addInfo(app, command);
     addDecode(app, command);
+    addEncode(app, command);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

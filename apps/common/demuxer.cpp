@@ -5,6 +5,7 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libavutil/pixdesc.h>
 }
 
 #include <fmt/format.h>
@@ -80,6 +81,44 @@ Rational rational(AVRational value)
     return value.num > 0 && value.den > 0 ? Rational{value.num, value.den} : Rational{0, 1};
 }
 
+// The format of uncompressed pictures, if it is one of those that VideoFormat can express.
+std::optional<VideoFormat> rawFormat(const AVCodecParameters& codec)
+{
+    const auto pixelFormat = static_cast<AVPixelFormat>(codec.format);
+    const AVPixFmtDescriptor* const pixels = av_pix_fmt_desc_get(pixelFormat);
+    constexpr uint64_t unwanted = AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL |
+                                  AV_PIX_FMT_FLAG_BITSTREAM | AV_PIX_FMT_FLAG_BE | AV_PIX_FMT_FLAG_FLOAT;
+    if (codec.codec_id != AV_CODEC_ID_RAWVIDEO || pixels == nullptr || (pixels->flags & unwanted) != 0 ||
+        av_pix_fmt_count_planes(pixelFormat) != pixels->nb_components)
+        return std::nullopt;
+    VideoFormat format;
+    format.width = codec.width;
+    format.height = codec.height;
+    format.bitDepth = pixels->comp[0].depth;
+    format.chroma = ChromaFormat::monochrome;
+    if (pixels->nb_components == 3) {
+        constexpr std::array candidates{ChromaFormat::yuv420, ChromaFormat::yuv422, ChromaFormat::yuv444,
+                                        ChromaFormat::yuv411};
+        const auto* const match =
+            std::find_if(candidates.begin(), candidates.end(), [=](ChromaFormat candidate) {
+                return chromaShiftX(candidate) == pixels->log2_chroma_w &&
+                       chromaShiftY(candidate) == pixels->log2_chroma_h;
+            });
+        if (match == candidates.end())
+            return std::nullopt;
+        format.chroma = *match;
+    }
+    if (codec.field_order == AV_FIELD_TT || codec.field_order == AV_FIELD_TB)
+        format.fieldOrder = FieldOrder::topFirst;
+    if (codec.field_order == AV_FIELD_BB || codec.field_order == AV_FIELD_BT)
+        format.fieldOrder = FieldOrder::bottomFirst;
+    if (codec.chroma_location == AVCHROMA_LOC_CENTER)
+        format.chromaSiting = ChromaSiting::centre;
+    if (codec.chroma_location == AVCHROMA_LOC_TOPLEFT)
+        format.chromaSiting = ChromaSiting::topLeft;
+    return format;
+}
+
 VideoStream describe(AVFormatContext* context, AVStream* stream)
 {
     const AVCodecParameters& codec = *stream->codecpar;
@@ -97,6 +136,7 @@ VideoStream describe(AVFormatContext* context, AVStream* stream)
     result.height = codec.height;
     result.frameRate = rational(stream->avg_frame_rate);
     result.sampleAspect = rational(av_guess_sample_aspect_ratio(context, stream, nullptr));
+    result.raw = rawFormat(codec);
     // An elementary stream has no clock: a duration guessed from the bit rate of its header is often far off.
     if (context->duration > 0 && context->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE) {
         result.duration = static_cast<double>(context->duration) / AV_TIME_BASE;

@@ -27,6 +27,7 @@ struct VideoStream {
     Rational sampleAspect{0, 1};
     std::optional<double> duration; // seconds
     std::optional<int64_t> bitRate; // of the whole file, bits a second
+    std::optional<VideoFormat> raw; // of uncompressed planar pictures, one a packet
 };
 
 struct Packet {

@@ -1,14 +1,25 @@
 #include "common/output_file.h"
 
+#include "common/errors.h"
+
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 namespace kelvcpx::app {
+
+void refuseToOverwrite(const std::string& input, const std::string& output)
+{
+    std::error_code notThere; // which is fine: then it is not the input
+    if (!output.empty() && std::filesystem::equivalent(input, output, notThere))
+        throw UsageError(fmt::format("{} is the input: it will not be overwritten", output));
+}
 
 OutputFile::OutputFile(std::string path) : path_(std::move(path))
 {

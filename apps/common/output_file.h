@@ -22,6 +22,9 @@ public:
     using OutputError::OutputError;
 };
 
+// Throws UsageError if the output, which may be empty, is the very file that is read.
+void refuseToOverwrite(const std::string& input, const std::string& output);
+
 class OutputFile
 {
 public:

@@ -54,6 +54,12 @@ struct VideoFormat {
     int bytesPerSample() const { return bitDepth > 8 ? 2 : 1; }
 };
 
+// True if pictures of the two formats have the same planes.
+inline bool sameShape(const VideoFormat& a, const VideoFormat& b)
+{
+    return a.width == b.width && a.height == b.height && a.chroma == b.chroma && a.bitDepth == b.bitDepth;
+}
+
 // One plane of a picture, owned by somebody else.
 struct PlaneView {
     const uint8_t* samples = nullptr;

@@ -82,11 +82,6 @@ std::string shape(const VideoFormat& format)
                        format.bitDepth);
 }
 
-bool sameShape(const VideoFormat& a, const VideoFormat& b)
-{
-    return a.width == b.width && a.height == b.height && a.chroma == b.chroma && a.bitDepth == b.bitDepth;
-}
-
 } // namespace
 
 std::string y4mHeader(const VideoFormat& format)
