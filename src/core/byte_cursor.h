@@ -5,6 +5,13 @@
 
 namespace kelvcpx {
 
+// The four bytes from here on, the first one highest.
+inline uint32_t bigEndian32(const uint8_t* byte)
+{
+    return static_cast<uint32_t>(byte[0]) << 24 | static_cast<uint32_t>(byte[1]) << 16 |
+           static_cast<uint32_t>(byte[2]) << 8 | byte[3];
+}
+
 // Loaded from the caller's pointer and offset, kept in registers while a block is read, stored back at the
 // end.
 class ByteReader
@@ -14,12 +21,7 @@ public:
     ByteReader(const uint8_t* byte, int32_t consumed) : byte_(byte), consumed_(consumed) {}
 
     // The 32 bits from the first byte of the cursor on: of them 25 at least are unread. Loads four bytes.
-    uint32_t window() const
-    {
-        const uint32_t bytes = static_cast<uint32_t>(byte_[0]) << 24 | static_cast<uint32_t>(byte_[1]) << 16 |
-                               static_cast<uint32_t>(byte_[2]) << 8 | byte_[3];
-        return bytes << consumed_;
-    }
+    uint32_t window() const { return bigEndian32(byte_) << consumed_; }
 
     // The next n bits, 1..25, without consuming them.
     uint32_t peek(int32_t n) const { return window() >> (32 - n); }

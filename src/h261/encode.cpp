@@ -1,0 +1,92 @@
+// Levels to the stream (ITU-T H.261 4.2.4).
+#include "core/byte_cursor_check.h"
+#include "h263/intra_dc.h"
+#include "h263/scan.h"
+#include "tables/h261_tables.h"
+
+#include <kelvcpx/h261.h>
+
+#include <cstddef>
+#include <cstdlib>
+
+namespace kelvcpx::h261 {
+namespace {
+
+// Levels from 5 on behind zeros are left to the escape, though the standard has codes for three more of them.
+void writeEvent(ByteWriter& stream, int32_t run, int32_t level)
+{
+    const int32_t magnitude = std::abs(level);
+    const auto write = [&](VlcCode code) { stream.write(code.code | (level < 0 ? 1u : 0u), code.length); };
+    if ((magnitude == 1 && run <= 26) || (magnitude == 2 && run <= 10)) {
+        write(codeTab_lev12[static_cast<std::size_t>((magnitude - 1) * 32 + run)]);
+    } else if (magnitude >= 3 && magnitude <= 5 && run + 2 * magnitude < 12) {
+        write(codeTab_lev345[static_cast<std::size_t>(run + 20 - 4 * magnitude)]);
+    } else if (run == 0 && magnitude <= 15) {
+        write(codeTab_run0[static_cast<std::size_t>(magnitude - 2)]);
+    } else {
+        constexpr uint32_t escape = 0b000001;
+        stream.write(escape << 14 | static_cast<uint32_t>(run) << 8 | static_cast<uint8_t>(level), 20);
+    }
+}
+
+// The coefficients from position 1 on, of which `count` are not 0, behind `run` zeros; and end of block.
+void writeRest(ByteWriter& stream, const int16_t* pQCoef, const ScanTable& order, int32_t run, int32_t count)
+{
+    for (std::size_t p = 1; p < 64 && count > 0; p++) {
+        const int32_t level = pQCoef[order[p]];
+        if (level == 0) {
+            run++;
+            continue;
+        }
+        writeEvent(stream, run, level);
+        run = 0;
+        count--;
+    }
+    stream.write(0b10, 2);
+}
+
+Status check(const int16_t* pQCoef, uint8_t* const* ppBitStream, const int32_t* pBitOffset,
+             int32_t countNonZero)
+{
+    if (const Status status = checkByteCursor(ppBitStream, pBitOffset, pQCoef); status != StatusOk)
+        return status;
+    return countNonZero < 1 || countNonZero > 64 ? StatusOutOfRange : StatusOk;
+}
+
+} // namespace
+} // namespace kelvcpx::h261
+
+using namespace kelvcpx;
+using namespace kelvcpx::h261;
+
+Status keliEncodeCoeffsIntra_H261_16s1u(const int16_t* pQCoef, uint8_t** ppBitStream, int32_t* pBitOffset,
+                                        int32_t countNonZero, int32_t scan) noexcept
+{
+    if (const Status status = check(pQCoef, ppBitStream, pBitOffset, countNonZero); status != StatusOk)
+        return status;
+    ByteWriter stream(*ppBitStream, *pBitOffset);
+    stream.write(intraDcCode(pQCoef[0]), intraDcLength);
+    writeRest(stream, pQCoef, rasterOrZigzag(scan), 0, countNonZero - 1);
+    stream.store(ppBitStream, pBitOffset);
+    return StatusOk;
+}
+
+Status keliEncodeCoeffsInter_H261_16s1u(const int16_t* pQCoef, uint8_t** ppBitStream, int32_t* pBitOffset,
+                                        int32_t countNonZero, int32_t scan) noexcept
+{
+    if (const Status status = check(pQCoef, ppBitStream, pBitOffset, countNonZero); status != StatusOk)
+        return status;
+    ByteWriter stream(*ppBitStream, *pBitOffset);
+    const int32_t first = pQCoef[0];
+    if (first == 0) {
+        writeRest(stream, pQCoef, rasterOrZigzag(scan), 1, countNonZero);
+    } else {
+        if (std::abs(first) == 1)
+            stream.write(first < 0 ? 0b11 : 0b10, 2);
+        else
+            writeEvent(stream, 0, first);
+        writeRest(stream, pQCoef, rasterOrZigzag(scan), 0, countNonZero - 1);
+    }
+    stream.store(ppBitStream, pBitOffset);
+    return StatusOk;
+}
