@@ -9,7 +9,9 @@
 #include <kelvcpx/core.h>
 #include <kelvcpx/dv.h>
 #include <kelvcpx/h261.h>
+#include <kelvcpx/h261_filter.h>
 #include <kelvcpx/h263.h>
+#include <kelvcpx/h263_filter.h>
 #include <kelvcpx/h264_encode.h>
 #include <kelvcpx/h264_high.h>
 #include <kelvcpx/h264_inter.h>

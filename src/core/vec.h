@@ -96,6 +96,19 @@ template <class Lanes>
     return minimum(maximum(v, -limit), limit);
 }
 
+// Each lane clipped to 0..255.
+inline S16x8 saturate8u(S16x8 v)
+{
+    return minimum(maximum(v, S16x8{}), splat16(255));
+}
+
+// The lanes of a where those of the mask are set, of b elsewhere.
+template <class Lanes>
+[[gnu::always_inline]] inline Lanes select(Lanes mask, Lanes a, Lanes b)
+{
+    return mask != 0 ? a : b;
+}
+
 // Whether any lane of a mask, the result of a comparison, is set.
 template <class Lanes>
 [[gnu::always_inline]] inline bool anyLane(Lanes mask)

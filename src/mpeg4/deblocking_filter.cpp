@@ -1,8 +1,7 @@
 // The deblocking post-filter (ISO/IEC 14496-2 Annex F.3.1). Each lane is a line of samples across the edge.
 
-#include "block/strip.h"
+#include "block/edge_lines.h"
 #include "core/arguments.h"
-#include "core/transpose.h"
 
 #include <kelvcpx/mpeg4_postfilter.h>
 
@@ -14,84 +13,28 @@ namespace {
 
 constexpr std::size_t samples = 10; // of a line, five on each side of the edge
 
-using Lines = std::array<S16x8, samples>;
+using Lines = EdgeLines<samples>;
 
-// The samples on both sides of a horizontal edge; p is the first one below it.
-class HorizontalEdge
+template <class Edge>
+Lines load(const uint8_t* p, std::ptrdiff_t step)
 {
-public:
-    HorizontalEdge(uint8_t* p, std::ptrdiff_t step) : p_(p), step_(step) {}
+    // As two overlapping groups, of which each is as long as what is stored.
+    const std::ptrdiff_t distance = Edge::sampleDistance(step);
+    const auto first = Edge::template load<8>(p - 5 * distance, step);
+    const auto last = Edge::template load<8>(p - 3 * distance, step);
+    Lines s;
+    std::copy(first.begin(), first.end(), s.begin());
+    std::copy(last.end() - 2, last.end(), s.end() - 2);
+    return s;
+}
 
-    Lines load() const
-    {
-        Lines s;
-        for (std::size_t i = 0; i < samples; i++)
-            s[i] = widenLow(gatherRows<8, 1>(row(i), step_));
-        return s;
-    }
-
-    // The samples s1 to s8.
-    void store(const Lines& s) const
-    {
-        for (std::size_t i = 1; i < samples - 1; i++)
-            scatterRows<8, 1>(row(i), step_, narrow(s[i], s[i]));
-    }
-
-private:
-    uint8_t* row(std::size_t i) const { return p_ + (static_cast<std::ptrdiff_t>(i) - 5) * step_; }
-
-    uint8_t* p_;
-    std::ptrdiff_t step_;
-};
-
-// The samples on both sides of a vertical edge; p is the first one right of it.
-class VerticalEdge
+// The samples s1 to s8.
+template <class Edge>
+void store(uint8_t* p, std::ptrdiff_t step, const Lines& s)
 {
-public:
-    VerticalEdge(uint8_t* p, std::ptrdiff_t step) : p_(p), step_(step) {}
-
-    Lines load() const
-    {
-        const auto first = loadColumns(p_ - 5);
-        const auto last = loadColumns(p_ - 3);
-        Lines s;
-        for (std::size_t i = 0; i < samples; i += 2) {
-            const U8x16 pair = i < 8 ? first[i / 2] : last[3];
-            s[i] = widenLow(pair);
-            s[i + 1] = widenHigh(pair);
-        }
-        return s;
-    }
-
-    // The samples s1 to s8.
-    void store(const Lines& s) const
-    {
-        Columns columns;
-        for (std::size_t i = 0; i < columns.size(); i++)
-            columns[i] = narrow(s[2 * i + 1], s[2 * i + 2]);
-        columns = transposed<8>(columns);
-        for (std::size_t i = 0; i < columns.size(); i++)
-            scatterRows<8, 2>(p_ - 4 + 2 * static_cast<std::ptrdiff_t>(i) * step_, step_, columns[i]);
-    }
-
-private:
-    using Columns = std::array<U8x16, 4>; // two in each
-
-    Columns loadColumns(const uint8_t* p) const
-    {
-        Columns rows;
-        for (std::size_t i = 0; i < rows.size(); i++)
-            rows[i] = gatherRows<8, 2>(p + 2 * static_cast<std::ptrdiff_t>(i) * step_, step_);
-        return transposed<8>(rows);
-    }
-
-    uint8_t* p_;
-    std::ptrdiff_t step_;
-};
-
-S16x8 select(S16x8 mask, S16x8 a, S16x8 b)
-{
-    return mask != 0 ? a : b;
+    EdgeLines<8> changed;
+    std::copy_n(s.begin() + 1, changed.size(), changed.begin());
+    Edge::store(p - 4 * Edge::sampleDistance(step), step, changed);
 }
 
 // Lines where thr2 pairs of neighbours at least differ by thr1 at most: the DC offset mode.
@@ -167,21 +110,21 @@ Status filterEdge(uint8_t* p, int32_t step, int32_t QP, int32_t thr1, int32_t th
     if (QP < 1 || QP > 31)
         return StatusBadQuantizer;
     const auto qp = static_cast<int16_t>(QP);
-    const Edge edge(p, step);
-    Lines s = edge.load();
+    Lines s = load<Edge>(p, step);
     const S16x8 flat = flatLines(s, thr1, thr2);
     const S16x8 smoothed = flat & smoothLines(s, qp);
     if (anyLane(~flat))
         correct(s, ~flat, qp);
     if (anyLane(smoothed))
         smooth(s, smoothed, qp);
-    edge.store(s);
+    store<Edge>(p, step, s);
     return StatusOk;
 }
 
 } // namespace
 } // namespace kelvcpx::mpeg4
 
+using namespace kelvcpx;
 using namespace kelvcpx::mpeg4;
 
 Status keliFilterDeblocking8x8HorEdge_MPEG4_8u_C1IR(uint8_t* pSrcDst, int32_t srcDstStep, int32_t QP,

@@ -89,7 +89,7 @@ template <int Width>
     const auto filter = [&](auto widen) {
         const S16x8 sum = (widen(t[3]) + widen(t[4])) * 20 - (widen(t[2]) + widen(t[5])) * 6 +
                           (widen(t[1]) + widen(t[6])) * 3 - (widen(t[0]) + widen(t[7]));
-        return minimum(maximum((sum + round) >> 5, S16x8{}), splat16(255));
+        return saturate8u((sum + round) >> 5);
     };
     return narrow(filter([](U8x16 v) { return widenLow(v); }), filter([](U8x16 v) { return widenHigh(v); }));
 }
