@@ -12,45 +12,26 @@
 
 namespace kelvcpx::app::h264 {
 
-class CabacEngine
+// The state of decoding without the context variables. A copy of it on the stack keeps to registers while
+// many bins are decoded; bytes that are written, as context variables are, might otherwise be part of it.
+class CabacInterval
 {
 public:
-    explicit CabacEngine(const BitReader& reader) : reader_(reader) {}
-
-    // 9.3.1.1. initIdc: cabac_init_idc, or -1 for an I slice.
-    void initialiseContexts(int initIdc, int sliceQp)
-    {
-        const CabacInitialValues& values = cabacInitialValues[initIdc + 1];
-        for (std::size_t i = 0; i < cabacContextCount; i++) {
-            const int before =
-                std::clamp((values[i].m * std::clamp(sliceQp, 0, 51) >> 4) + values[i].n, 1, 126);
-            states_[i] = static_cast<uint8_t>(before <= 63 ? 2 * (63 - before) : 2 * (before - 64) + 1);
-        }
-    }
-
     // Starts at the reader's position, which is at a byte.
-    void start(const BitReader& reader)
-    {
-        reader_ = reader;
-        range_ = 510;
-        value_ = reader_.read(32);
-        spare_ = 32 - offsetBits;
-    }
+    explicit CabacInterval(const BitReader& reader) : reader_(reader), value_(reader_.read(32)) {}
 
-    // A reader behind the last bit that the engine has used.
-    BitReader stop() const
+    // A reader behind the last bit that has been used.
+    BitReader position() const
     {
         BitReader reader = reader_;
         reader.goBack(spare_);
         return reader;
     }
 
-    bool isPastEnd() const { return stop().pastEnd(); }
-
     // DecodeDecision
-    int decision(std::size_t context)
+    [[gnu::always_inline]] int decision(uint8_t& contextVariable)
     {
-        const uint8_t before = states_[context];
+        const uint8_t before = contextVariable;
         const CabacState& state = cabacStates[before];
         const uint32_t ofLps = state.rangeOfLps[range_ >> 6 & 3];
         range_ -= ofLps;
@@ -58,13 +39,13 @@ public:
         int bin = before & 1;
         int shift;
         if (value_ < split) {
-            states_[context] = state.afterMps;
+            contextVariable = state.afterMps;
             shift = range_ < 256 ? 1 : 0;
         } else {
+            contextVariable = state.afterLps;
             value_ -= split;
             range_ = ofLps;
             bin ^= 1;
-            states_[context] = state.afterLps;
             shift = std::countl_zero(ofLps) - (32 - offsetBits);
         }
         range_ <<= shift;
@@ -74,7 +55,7 @@ public:
     }
 
     // DecodeBypass
-    int bypass()
+    [[gnu::always_inline]] int bypass()
     {
         spare_--;
         const uint64_t split = uint64_t{range_} << spare_;
@@ -102,7 +83,7 @@ public:
 private:
     static constexpr int offsetBits = 9; // of codIRange and codIOffset
 
-    void refill()
+    [[gnu::always_inline]] void refill()
     {
         if (spare_ >= offsetBits)
             return;
@@ -111,10 +92,38 @@ private:
     }
 
     BitReader reader_;
+    uint32_t range_ = 510;
+    uint64_t value_;              // codIOffset and, below it, the bits that come next
+    int spare_ = 32 - offsetBits; // the number of those bits
+};
+
+class CabacEngine
+{
+public:
+    explicit CabacEngine(const BitReader& reader) : interval_(reader) {}
+
+    // 9.3.1.1. initIdc: cabac_init_idc, or -1 for an I slice.
+    void initialiseContexts(int initIdc, int sliceQp)
+    {
+        const CabacInitialValues& values = cabacInitialValues[initIdc + 1];
+        for (std::size_t i = 0; i < cabacContextCount; i++) {
+            const int before =
+                std::clamp((values[i].m * std::clamp(sliceQp, 0, 51) >> 4) + values[i].n, 1, 126);
+            states_[i] = static_cast<uint8_t>(before <= 63 ? 2 * (63 - before) : 2 * (before - 64) + 1);
+        }
+    }
+
+    int decision(std::size_t context) { return interval_.decision(states_[context]); }
+    int bypass() { return interval_.bypass(); }
+    bool terminate() { return interval_.terminate(); }
+
+    CabacInterval& interval() { return interval_; }
+    const CabacInterval& interval() const { return interval_; }
+    uint8_t* contextsFrom(std::size_t first) { return states_.data() + first; }
+
+private:
+    CabacInterval interval_;
     std::array<uint8_t, cabacContextCount> states_{};
-    uint32_t range_ = 0;
-    uint64_t value_ = 0; // codIOffset and, below it, the bits that come next
-    int spare_ = 0;      // the number of those bits
 };
 
 } // namespace kelvcpx::app::h264

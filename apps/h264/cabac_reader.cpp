@@ -50,14 +50,47 @@ constexpr uint8_t lastOf8x8[63] = {0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 
 
 constexpr int maxExpGolombPrefix = 24; // more than any legal value has
 
+// Behind cabac_alignment_one_bit.
+BitReader aligned(BitReader reader)
+{
+    reader.alignToByte();
+    return reader;
+}
+
+// The suffix of UEGk.
+[[gnu::always_inline]] inline int expGolomb(CabacInterval& interval, int k)
+{
+    int value = 0;
+    while (interval.bypass() != 0) {
+        value += 1 << k;
+        if (++k > maxExpGolombPrefix)
+            throw DamagedUnit("an Exp-Golomb code is too long");
+    }
+    while (k-- > 0)
+        value += interval.bypass() << k;
+    return value;
+}
+
+// coeff_abs_level_minus1 + 1, after so many of 1 and of more than 1 (9.3.3.1.3): UEG0 with uCoff 14.
+[[gnu::always_inline]] inline int coefficientMagnitude(CabacInterval& interval, uint8_t* contexts, int ones,
+                                                       int greater, int mostGreater)
+{
+    const int increment = greater > 0 ? 0 : std::min(4, 1 + ones);
+    if (interval.decision(contexts[increment]) == 0)
+        return 1;
+    uint8_t& context = contexts[5 + std::min(mostGreater, greater)];
+    int magnitude = 2;
+    while (magnitude < 15 && interval.decision(context) != 0)
+        magnitude++;
+    return magnitude == 15 ? magnitude + expGolomb(interval, 0) : magnitude;
+}
+
 } // namespace
 
 CabacReader::CabacReader(const SliceContext& slice, BitReader& reader)
-    : slice_(slice), reader_(reader), engine_(reader)
+    : slice_(slice), reader_(aligned(reader)), engine_(reader_)
 {
-    reader_.alignToByte(); // cabac_alignment_one_bit
     engine_.initialiseContexts(slice.header.cabacInitIdc, slice.header.qp);
-    engine_.start(reader_);
 }
 
 // How many of the macroblocks to the left and above (weighing 1 and 1) are available and fulfil a condition.
@@ -265,7 +298,7 @@ int CabacReader::mvdComponent(std::size_t firstContext, int contextSum)
         context = std::min(context + 1, firstContext + 6);
     }
     if (magnitude == 9)
-        magnitude += expGolomb(3);
+        magnitude += expGolomb(engine_.interval(), 3);
     return engine_.bypass() != 0 ? -magnitude : magnitude;
 }
 
@@ -333,19 +366,6 @@ int CabacReader::qpDelta()
     return code % 2 != 0 ? (code + 1) / 2 : -code / 2;
 }
 
-int CabacReader::expGolomb(int k)
-{
-    int value = 0;
-    while (engine_.bypass() != 0) {
-        value += 1 << k;
-        if (++k > maxExpGolombPrefix)
-            throw DamagedUnit("an Exp-Golomb code is too long");
-    }
-    while (k-- > 0)
-        value += engine_.bypass() << k;
-    return value;
-}
-
 // 9.3.3.1.1.9: coded_block_flag of the block beside or above. Beyond the slice it counts as that of the
 // macroblock's kind.
 bool CabacReader::isCoded(const ResidualBlock& block, bool fromLeft) const
@@ -405,8 +425,10 @@ int CabacReader::coefficients(BlockKind kind, int maxNumCoeff, const int32_t* sc
 {
     const std::size_t category = static_cast<std::size_t>(kind);
     const std::size_t field = current_->macroblock.field ? 1 : 0;
-    const std::size_t significant = significantCoeffFlag[field][category];
-    const std::size_t last = lastSignificantCoeffFlag[field][category];
+    CabacInterval interval = engine_.interval();
+    uint8_t* const significant = engine_.contextsFrom(significantCoeffFlag[field][category]);
+    uint8_t* const last = engine_.contextsFrom(lastSignificantCoeffFlag[field][category]);
+    uint8_t* const magnitudes = engine_.contextsFrom(coeffAbsLevelMinus1[category]);
     const int chromaDcShift = slice_.picture.is422() ? 1 : 0; // of NumC8x8
     std::array<uint8_t, 64> positions;
     std::size_t count = 0;
@@ -420,10 +442,10 @@ int CabacReader::coefficients(BlockKind kind, int maxNumCoeff, const int32_t* sc
         } else if (kind == BlockKind::chromaDc) {
             ofSignificant = ofLast = static_cast<std::size_t>(std::min(position >> chromaDcShift, 2));
         }
-        if (engine_.decision(significant + ofSignificant) == 0)
+        if (interval.decision(significant[ofSignificant]) == 0)
             continue;
         positions[count++] = static_cast<uint8_t>(position);
-        if (engine_.decision(last + ofLast) != 0)
+        if (interval.decision(last[ofLast]) != 0)
             break;
     }
     if (position == maxNumCoeff - 1)
@@ -433,36 +455,25 @@ int CabacReader::coefficients(BlockKind kind, int maxNumCoeff, const int32_t* sc
     int ones = 0;
     int greater = 0;
     for (std::size_t i = count; i-- > 0;) {
-        const int magnitude = coefficientMagnitude(coeffAbsLevelMinus1[category], ones, greater, mostGreater);
+        const int magnitude = coefficientMagnitude(interval, magnitudes, ones, greater, mostGreater);
         (magnitude == 1 ? ones : greater)++;
-        target[scan[positions[i]]] = static_cast<Coefficient>(engine_.bypass() != 0 ? -magnitude : magnitude);
+        target[scan[positions[i]]] =
+            static_cast<Coefficient>(interval.bypass() != 0 ? -magnitude : magnitude);
     }
+    engine_.interval() = interval;
     return static_cast<int>(count);
-}
-
-// coeff_abs_level_minus1 + 1, after so many of 1 and of more than 1 (9.3.3.1.3): UEG0 with uCoff 14.
-int CabacReader::coefficientMagnitude(std::size_t firstContext, int ones, int greater, int mostGreater)
-{
-    const int increment = greater > 0 ? 0 : std::min(4, 1 + ones);
-    if (engine_.decision(firstContext + static_cast<std::size_t>(increment)) == 0)
-        return 1;
-    const std::size_t context = firstContext + 5 + static_cast<std::size_t>(std::min(mostGreater, greater));
-    int magnitude = 2;
-    while (magnitude < 15 && engine_.decision(context) != 0)
-        magnitude++;
-    return magnitude == 15 ? magnitude + expGolomb(0) : magnitude;
 }
 
 BitReader& CabacReader::startPcm()
 {
-    reader_ = engine_.stop();
+    reader_ = engine_.interval().position();
     reader_.alignToByte();
     return reader_;
 }
 
 void CabacReader::endPcm()
 {
-    engine_.start(reader_);
+    engine_.interval() = CabacInterval(reader_);
 }
 
 } // namespace kelvcpx::app::h264

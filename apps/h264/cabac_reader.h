@@ -39,7 +39,7 @@ public:
     // The macroblock has no mb_qp_delta, which is context to the next one's.
     void noteNoQpDelta() { previousQpDelta_ = false; }
 
-    bool isPastEnd() const { return engine_.isPastEnd(); }
+    bool isPastEnd() const { return engine_.interval().position().pastEnd(); }
 
 private:
     const MbInfo* infoOf(const Neighbour& neighbour) const
@@ -56,10 +56,8 @@ private:
     int mvdComponent(std::size_t firstContext, int contextSum);
     bool patternBitIsClear(int pattern, std::size_t block, bool fromLeft) const;
     bool isCoded(const ResidualBlock& block, bool fromLeft) const;
-    int expGolomb(int k);
     template <class Coefficient>
     int coefficients(BlockKind kind, int maxNumCoeff, const int32_t* scan, Coefficient* target);
-    int coefficientMagnitude(std::size_t firstContext, int ones, int greater, int mostGreater);
 
     const SliceContext& slice_;
     BitReader reader_;
