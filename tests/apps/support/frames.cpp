@@ -87,11 +87,6 @@ std::size_t planeBytes(const VideoFormat& format, int plane)
            static_cast<std::size_t>(format.bytesPerSample());
 }
 
-bool sameShape(const VideoFormat& a, const VideoFormat& b)
-{
-    return a.width == b.width && a.height == b.height && a.chroma == b.chroma && a.bitDepth == b.bitDepth;
-}
-
 // Samples of a plane, whatever their depth.
 class Samples
 {
