@@ -6,6 +6,7 @@
 #define KELVCPX_H
 
 #include <kelvcpx/block.h>
+#include <kelvcpx/convert.h>
 #include <kelvcpx/core.h>
 #include <kelvcpx/dv.h>
 #include <kelvcpx/h261.h>
