@@ -322,8 +322,10 @@ void Decoder::fillReferenceLists(std::array<ReferenceList, 2>& lists)
     FramePointer substitute;
     for (ReferenceList& list : lists) {
         for (ReferencePicture& entry : list) {
-            if (entry.frame != nullptr)
+            if (entry.frame != nullptr) {
+                entry.isSubstitute = entry.frame->nonExisting;
                 continue;
+            }
             if (substitute == nullptr)
                 substitute = newestReference();
             if (substitute == nullptr) {

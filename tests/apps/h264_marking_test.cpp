@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -70,6 +71,7 @@ public:
         if (current_ == nullptr || current_->isComplete) {
             current_ = buffer_.newFrame(FrameShape(sequence_), {});
             current_->frameNum = picture.frameNum;
+            current_->fieldPoc = {8 * picture.frameNum, 8 * picture.frameNum + 1};
             buffer_.add(current_);
         }
         SliceHeader header;
@@ -101,17 +103,32 @@ public:
         return text;
     }
 
-    std::string listFor(Structure structure) const
+    // A frame that a gap in frame_num stands for.
+    void leaveOut(int frameNum, std::optional<int> poc)
+    {
+        const FramePointer missing = buffer_.newFrame(FrameShape(sequence_), {});
+        missing->frameNum = frameNum;
+        missing->nonExisting = true;
+        missing->decoded = missing->shortTerm = frame;
+        missing->hasPoc = poc.has_value();
+        missing->fieldPoc.fill(poc.value_or(0));
+        buffer_.add(missing);
+        buffer_.complete(*missing, nobody_);
+    }
+
+    std::string listOfP(Structure structure) const { return list(SliceType::p, 0, structure, 0); }
+
+    std::string list(SliceType type, std::size_t number, Structure structure, int poc) const
     {
         SliceHeader header;
-        header.type = SliceType::p;
+        header.type = type;
         header.frameNum = current_->frameNum + (current_->isComplete ? 1 : 0);
         header.fieldPicture = structure != frame;
-        header.refCount = {8, 0};
+        header.refCount = {8, 8};
         const auto lists =
-            makeReferenceLists(buffer_.frames(), header, structure, 0, sequence_.maxFrameNum());
+            makeReferenceLists(buffer_.frames(), header, structure, poc, sequence_.maxFrameNum());
         std::string text;
-        for (const ReferencePicture& entry : lists[0]) {
+        for (const ReferencePicture& entry : lists[number]) {
             if (entry.frame == nullptr)
                 continue;
             text += text.empty() ? "" : " ";
@@ -223,7 +240,24 @@ TEST(H264Marking, TakesFieldsOneByOne)
         for (const Picture& picture : marking.pictures)
             marker.decode(picture);
         EXPECT_EQ(marker.marks(), marking.marks);
-        EXPECT_EQ(marker.listFor(marking.current), marking.list);
+        EXPECT_EQ(marker.listOfP(marking.current), marking.list);
+    }
+}
+
+// B pictures leave out what has no place in the order of output (8.2.4.2.3, 8.2.4.2.4).
+TEST(H264Marking, ListsFramesOfGaps)
+{
+    for (const std::optional<int> poc : {std::optional<int>(), std::optional<int>(6)}) {
+        Marker marker;
+        marker.decode({0, frame, {}});
+        marker.decode({1, frame, {}});
+        marker.leaveOut(2, poc);
+        EXPECT_EQ(marker.listOfP(frame), "2 1 0");
+        EXPECT_EQ(marker.listOfP(bottom), "2b 2t 1b 1t 0b 0t");
+        EXPECT_EQ(marker.list(SliceType::b, 0, frame, 4), poc ? "0 2 1" : "0 1");
+        EXPECT_EQ(marker.list(SliceType::b, 1, frame, 4), poc ? "2 1 0" : "1 0");
+        EXPECT_EQ(marker.list(SliceType::b, 0, top, 4), poc ? "0t 0b 2t 2b 1t 1b" : "0t 0b 1t 1b");
+        EXPECT_EQ(marker.list(SliceType::b, 1, top, 4), poc ? "2t 2b 1t 1b 0t 0b" : "1t 1b 0t 0b");
     }
 }
 

@@ -283,12 +283,18 @@ void MacroblockWriter::writePartitions(std::span<const Partition> partitions, bo
             continue;
         for (const Partition& partition : partitions)
             if ((partition.lists >> list & 1) != 0)
-                putTe(bits_, most, random_.uniform(0, slice_.references[list] - 1));
+                putTe(bits_, most, drawReference(list));
     }
     for (std::size_t list = 0; list < 2; list++)
         for (const Partition& partition : partitions)
             for (int i = 0; (partition.lists >> list & 1) != 0 && i < partition.vectors; i++)
                 writeVector();
+}
+
+int MacroblockWriter::drawReference(std::size_t list)
+{
+    const std::vector<int>& indices = slice_.references[list];
+    return indices[random_.uniform<std::size_t>(0, std::ssize(indices) - 1)];
 }
 
 // A difference that keeps even a chain of predictions within the limits of the level.

@@ -32,9 +32,9 @@ struct RandomSlice {
     const app::h264::SliceHeader& header;
     std::vector<WrittenMacroblock>& macroblocks; // of the picture
     int widthInMbs;
-    int number;                     // of the slice in the picture
-    std::span<const int> addresses; // of its macroblocks, in decoding order
-    std::array<int, 2> references;  // entries of its lists that have a picture
+    int number;                                 // of the slice in the picture
+    std::span<const int> addresses;             // of its macroblocks, in decoding order
+    std::array<std::vector<int>, 2> references; // indices that may be used
 };
 
 class MacroblockWriter
@@ -62,6 +62,7 @@ private:
     void writeInterP();
     void writeInterB();
     void writePartitions(std::span<const Partition> partitions, bool withReferences);
+    int drawReference(std::size_t list);
     void writeVector();
     std::vector<Partition> writeSubTypes(bool& allows8x8);
 

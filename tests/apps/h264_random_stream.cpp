@@ -48,6 +48,7 @@ private:
 
     void writeFrame(std::size_t index);
     int drawDisplayPosition(std::size_t index);
+    int drawGap();
     void fillGap(int frameNum);
     void writePicture(SliceHeader header, char type, Structure structure);
     void drawPicOrderCount(SliceHeader& header, const PictureParameterSet& set, Structure structure);
@@ -57,8 +58,8 @@ private:
     void writeSlice(SliceHeader header, const PictureParameterSet& set, Structure structure,
                     std::span<const int> macroblocks);
     void writeRedundantSlice(SliceHeader header, const PictureParameterSet& set);
-    std::array<int, 2> drawReferences(SliceHeader& header, const PictureParameterSet& set,
-                                      Structure structure);
+    std::array<std::vector<int>, 2> drawReferences(SliceHeader& header, const PictureParameterSet& set,
+                                                   Structure structure);
     ReferenceList available(const SliceHeader& header, Structure structure) const;
     std::array<ReferenceList, 2> listsOf(const SliceHeader& header, Structure structure) const;
     std::vector<ListModification> drawModifications(const SliceHeader& header, const ReferenceList& choice,
@@ -243,8 +244,7 @@ void StreamWriter::writeFrame(std::size_t index)
         header.idrPicId = idrPicId_ = (idrPicId_ + 1) % 5;
         previousRefFrameNum_ = 0;
     } else {
-        const int gap = options_.gapsInFrameNum && random_.oneIn(3) ? random_.uniform(1, 3) : 0;
-        header.frameNum = (previousRefFrameNum_ + 1 + gap) % sequence_.maxFrameNum();
+        header.frameNum = (previousRefFrameNum_ + 1 + drawGap()) % sequence_.maxFrameNum();
         fillGap(header.frameNum);
     }
     previousIsReference_ = isReference;
@@ -271,6 +271,16 @@ void StreamWriter::writeFrame(std::size_t index)
     }
 }
 
+// How many values of frame_num are left out. ffmpeg takes a non-reference picture for one of those that are
+// missing, unlike 7.4.3, and does not count the cycles of frame_num that end in a gap, unlike 8.2.1.2.
+int StreamWriter::drawGap()
+{
+    if (!options_.gapsInFrameNum || !previousIsReference_ || !random_.oneIn(3))
+        return 0;
+    const int gap = random_.uniform(1, 3);
+    return sequence_.pocType != 0 && previousRefFrameNum_ + gap >= sequence_.maxFrameNum() ? 0 : gap;
+}
+
 // 8.2.5.2
 void StreamWriter::fillGap(int frameNum)
 {
@@ -282,7 +292,8 @@ void StreamWriter::fillGap(int frameNum)
         frame->frameNum = missing;
         frame->nonExisting = true;
         frame->decoded = Structure::frame;
-        if (sequence_.pocType != 0) {
+        frame->hasPoc = sequence_.pocType != 0;
+        if (frame->hasPoc) {
             SliceHeader inferred;
             inferred.frameNum = missing;
             inferred.nalRefIdc = 1;
@@ -392,7 +403,7 @@ void StreamWriter::writeSlice(SliceHeader header, const PictureParameterSet& set
         drawDeblocking(header);
     else if (confusesFilter())
         header.type = SliceType::i;
-    std::array<int, 2> references{};
+    std::array<std::vector<int>, 2> references;
     if (header.type != SliceType::i)
         references = drawReferences(header, set, structure);
     if (header.type == SliceType::b)
@@ -400,9 +411,9 @@ void StreamWriter::writeSlice(SliceHeader header, const PictureParameterSet& set
 
     BitWriter bits;
     putSliceHeader(bits, header, sequence_, set, random_.oneIn(3));
-    MacroblockWriter(
-        {sequence_, set, header, macroblocks_, sequence_.widthInMbs, sliceNumber_++, macroblocks, references},
-        random_, bits, stream_.tools)
+    MacroblockWriter({sequence_, set, header, macroblocks_, sequence_.widthInMbs, sliceNumber_++, macroblocks,
+                      std::move(references)},
+                     random_, bits, stream_.tools)
         .write();
     slices_.push_back(nalUnit(header.nalRefIdc, header.idr ? nalIdrSlice : nalSlice, bits));
     if (options_.redundantSlices && disorder_.oneIn(2))
@@ -480,9 +491,9 @@ ReferenceList StreamWriter::available(const SliceHeader& header, Structure struc
 }
 
 // The number of references, their order, weights and the kind of direct prediction; another slice type where
-// there are no references. Returns how many entries of the lists have a picture.
-std::array<int, 2> StreamWriter::drawReferences(SliceHeader& header, const PictureParameterSet& set,
-                                                Structure structure)
+// there are no references. Returns the indices that macroblocks may use.
+std::array<std::vector<int>, 2>
+StreamWriter::drawReferences(SliceHeader& header, const PictureParameterSet& set, Structure structure)
 {
     const ReferenceList choice = available(header, structure);
     if (choice.empty()) {
@@ -494,11 +505,12 @@ std::array<int, 2> StreamWriter::drawReferences(SliceHeader& header, const Pictu
         header.refCount[list] = options_.temporalDirect ? most : random_.uniform(1, most);
         if (options_.longLists && random_.oneIn(2))
             header.refCount[list] = std::min(most + random_.uniform(1, 3), header.fieldPicture ? 32 : 16);
-        // Frames that a gap stands for must not be referred to: existing ones take their place.
-        const bool all = options_.gapsInFrameNum;
-        if (all)
+        // Frames that a gap stands for must not be referred to: at least the first entry has to be another.
+        // In B slices ffmpeg does not put them where they belong (8.2.4.2.3), nor does it know both their
+        // fields where fields follow (8.2.5.2): other pictures take their places.
+        if (options_.gapsInFrameNum && (header.isB() || options_.structures != PictureStructures::frames))
             header.modifications[list] = drawModifications(header, choice, header.refCount[list]);
-        else if (options_.modifyLists && random_.oneIn(2))
+        else if (options_.gapsInFrameNum || (options_.modifyLists && random_.oneIn(2)))
             header.modifications[list] =
                 drawModifications(header, choice, random_.uniform(1, header.refCount[list]));
     }
@@ -507,23 +519,28 @@ std::array<int, 2> StreamWriter::drawReferences(SliceHeader& header, const Pictu
             sharedModifications_ = header.modifications;
         header.modifications = sharedModifications_;
     }
-    auto lists = listsOf(header, structure);
-    for (ReferenceList& list : lists)
-        std::erase_if(list, [](const ReferencePicture& entry) { return entry.frame == nullptr; });
+    const auto lists = listsOf(header, structure);
     // ffmpeg is wrong now and then about blocks that are co-located in the first field of the same frame.
     if (header.isB() && lists[1].front().frame == current_) {
         header.type = SliceType::i;
         return {};
     }
     auto& used = references_[current_->number][structure == Structure::bottom ? 1 : 0];
-    for (const ReferenceList& list : lists)
-        for (const ReferencePicture& picture : list)
-            used.insert(picture.id());
+    std::array<std::vector<int>, 2> usable;
+    for (std::size_t list = 0; list < 2; list++) {
+        for (int i = 0; i < header.refCount[list]; i++) {
+            const ReferencePicture& entry = lists[list][static_cast<std::size_t>(i)];
+            if (entry.frame == nullptr || entry.frame->nonExisting)
+                continue;
+            usable[list].push_back(i);
+            used.insert(entry.id());
+        }
+    }
     header.directSpatial =
         !header.isB() || !options_.temporalDirect || !allowsTemporalDirect(lists, structure);
     if (header.type == SliceType::p ? set.weightedPrediction : set.weightedBipredIdc == 1)
         drawWeights(header);
-    return {static_cast<int>(lists[0].size()), static_cast<int>(lists[1].size())};
+    return usable;
 }
 
 int StreamWriter::wrapOf(const Frame& frame, const SliceHeader& header) const
@@ -601,8 +618,9 @@ bool StreamWriter::allowsTemporalDirect(const std::array<ReferenceList, 2>& list
                                   : id);
     }
     return std::all_of(needed.begin(), needed.end(), [&](PictureId id) {
-        return std::any_of(lists[0].begin(), lists[0].end(),
-                           [=](const ReferencePicture& picture) { return picture.id() == id; });
+        return std::any_of(lists[0].begin(), lists[0].end(), [=](const ReferencePicture& picture) {
+            return picture.frame != nullptr && picture.id() == id;
+        });
     });
 }
 
