@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <random>
+#include <vector>
 
 namespace {
 
@@ -96,5 +97,134 @@ BENCHMARK(QuantInvIntra)->Name("QuantInvIntraMpeg4")->Arg(0)->Arg(1);
 BENCHMARK(QuantInvInter)->Name("QuantInvInterMpeg4")->Arg(0)->Arg(1);
 BENCHMARK(QuantIntra)->Name("QuantIntraMpeg4")->Arg(0)->Arg(1);
 BENCHMARK(QuantInter)->Name("QuantInterMpeg4")->Arg(0)->Arg(1);
+
+// A stream of blocks with the given number of levels, as an encoder writes them, and bytes on either side.
+struct Stream {
+    static constexpr int32_t blocks = 200;
+
+    Stream(bool intra, bool reversible, int64_t levels)
+    {
+        uint8_t* byte = bytes.data() + 8;
+        int32_t offset = 0;
+        *byte = 0b10110 << 3; // a code that ends a block
+        offset = 5;
+        begin = byte;
+        std::mt19937 random(1);
+        for (int32_t i = 0; i < blocks; i++) {
+            const Block block = levelsOf(static_cast<int32_t>(levels), random);
+            const auto count = static_cast<int32_t>(levels);
+            if (intra)
+                keliEncodeCoeffsIntra_MPEG4_16s1u(block.data(), &byte, &offset, count, reversible, 0, -1);
+            else
+                keliEncodeCoeffsInter_MPEG4_16s1u(block.data(), &byte, &offset, count, reversible, 0);
+        }
+        end = byte;
+        endOffset = offset;
+    }
+
+    // Small levels at low positions.
+    static Block levelsOf(int32_t count, std::mt19937& random)
+    {
+        Block block{};
+        for (int32_t position = 0; count > 0; position++) {
+            const bool mustHave = position + count >= 64;
+            if (!mustHave && random() % 3 == 0)
+                continue;
+            const auto magnitude = static_cast<int32_t>(random() % 4 == 0 ? 1 + random() % 6 : 1);
+            block[static_cast<std::size_t>(position)] =
+                static_cast<int16_t>(random() % 2 == 0 ? magnitude : -magnitude);
+            count--;
+        }
+        return block;
+    }
+
+    std::vector<uint8_t> bytes = std::vector<uint8_t>(64 * 4 * blocks);
+    const uint8_t* begin;
+    int32_t beginOffset = 5;
+    const uint8_t* end;
+    int32_t endOffset;
+};
+
+// Runs operation(&byte, &offset, block, &last) for all blocks of a stream; items are blocks. The argument is
+// the number of levels of a block.
+template <class Operation>
+void decode(benchmark::State& state, bool intra, bool reversible, bool backward, Operation operation)
+{
+    const Stream stream(intra, reversible, state.range(0));
+    Block block;
+    int32_t last = 0;
+    for ([[maybe_unused]] auto _ : state) {
+        const uint8_t* byte = backward ? stream.end : stream.begin;
+        int32_t offset = backward ? stream.endOffset : stream.beginOffset;
+        for (int32_t i = 0; i < Stream::blocks; i++) {
+            if (operation(&byte, &offset, block.data(), &last) != StatusOk)
+                state.SkipWithError("the stream of the benchmark is damaged");
+            benchmark::DoNotOptimize(block);
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * Stream::blocks);
+}
+
+void DecodeCoeffsIntra(benchmark::State& state)
+{
+    decode(state, true, false, false,
+           [](const uint8_t** byte, int32_t* offset, int16_t* block, int32_t* last) {
+               return keliDecodeCoeffsIntra_MPEG4_1u16s(byte, offset, block, last, 0, 0, 0);
+           });
+}
+
+void DecodeCoeffsInter(benchmark::State& state)
+{
+    decode(state, false, false, false,
+           [](const uint8_t** byte, int32_t* offset, int16_t* block, int32_t* last) {
+               return keliDecodeCoeffsInter_MPEG4_1u16s(byte, offset, block, last, 0, 0);
+           });
+}
+
+void DecodeCoeffsReversible(benchmark::State& state)
+{
+    decode(state, false, true, false,
+           [](const uint8_t** byte, int32_t* offset, int16_t* block, int32_t* last) {
+               return keliDecodeCoeffsInter_MPEG4_1u16s(byte, offset, block, last, 1, 0);
+           });
+}
+
+void DecodeCoeffsBackward(benchmark::State& state)
+{
+    decode(state, false, true, true, keliDecodeCoeffsInterRVLCBack_MPEG4_1u16s);
+}
+
+template <bool hasMatrix>
+void ReconstructCoeffsInter(benchmark::State& state)
+{
+    Record<QuantInvSpec> record(keliQuantInvInterInit_MPEG4, hasMatrix);
+    decode(state, false, false, false,
+           [&](const uint8_t** byte, int32_t* offset, int16_t* block, int32_t* last) {
+               return keliReconstructCoeffsInter_MPEG4_1u16s(byte, offset, block, last, 0, 0, record.get(),
+                                                             6);
+           });
+}
+
+void EncodeCoeffsInter(benchmark::State& state)
+{
+    std::mt19937 random(1);
+    const auto count = static_cast<int32_t>(state.range(0));
+    const Block block = Stream::levelsOf(count, random);
+    std::array<uint8_t, 400> bytes{};
+    for ([[maybe_unused]] auto _ : state) {
+        uint8_t* byte = bytes.data();
+        int32_t offset = 3;
+        keliEncodeCoeffsInter_MPEG4_16s1u(block.data(), &byte, &offset, count, 0, 0);
+        benchmark::DoNotOptimize(bytes);
+    }
+}
+
+BENCHMARK(DecodeCoeffsIntra)->Name("DecodeCoeffsIntraMpeg4")->Arg(3)->Arg(20);
+BENCHMARK(DecodeCoeffsInter)->Name("DecodeCoeffsInterMpeg4")->Arg(3)->Arg(20);
+BENCHMARK(DecodeCoeffsReversible)->Name("DecodeCoeffsInterReversibleMpeg4")->Arg(3)->Arg(20);
+BENCHMARK(DecodeCoeffsBackward)->Name("DecodeCoeffsInterBackwardMpeg4")->Arg(3)->Arg(20);
+BENCHMARK(ReconstructCoeffsInter<false>)->Name("ReconstructCoeffsInterMpeg4/second")->Arg(3)->Arg(20);
+BENCHMARK(ReconstructCoeffsInter<true>)->Name("ReconstructCoeffsInterMpeg4/first")->Arg(3)->Arg(20);
+BENCHMARK(EncodeCoeffsInter)->Name("EncodeCoeffsInterMpeg4")->Arg(3)->Arg(20);
 
 } // namespace

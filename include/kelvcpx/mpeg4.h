@@ -6,6 +6,11 @@
  * @par Blocks
  * 64 consecutive 16-bit values, in raster order: the coefficient with vertical frequency v and horizontal
  * frequency u stands at index 8 * v + u. The inverse DCT of block.h wants the transpose.
+ *
+ * @par Stream positions
+ * All operations on a stream take a byte cursor (see core.h). A block of damaged data ends at the latest at
+ * the first invalid code. No code is all zeros, so 8 zero bytes behind the data keep every read of a block
+ * that begins within the data inside the buffer.
  */
 #ifndef KELVCPX_MPEG4_H
 #define KELVCPX_MPEG4_H
@@ -130,6 +135,163 @@ KEL_API Status keliQuantIntra_MPEG4_16s_C1I(int16_t* pSrcDst, const QuantSpec* p
                                             uint32_t* pCount, int32_t blockType) KEL_NOEXCEPT;
 KEL_API Status keliQuantInter_MPEG4_16s_C1I(int16_t* pSrcDst, const QuantSpec* pSpec, int32_t QP,
                                             uint32_t* pCount) KEL_NOEXCEPT;
+/** @} */
+
+/**
+ * @name DC differences of intra blocks
+ *
+ * Decodes dct_dc_size, dct_dc_differential and the marker bit behind differences of more than 8 bits (ISO/IEC
+ * 14496-2 6.2.8, tables B-13 and B-14). The caller adds the prediction.
+ *
+ * @param ppBitStream byte cursor: current byte; advanced past the difference
+ * @param pBitOffset  byte cursor: consumed bits of it, 0..7
+ * @param pDC         receives the difference, -4095..4095
+ * @param blockType   0 luminance, other values chrominance
+ *
+ * @retval StatusOk           decoded
+ * @retval StatusNullPointer  a pointer, or the stream pointer, is null
+ * @retval StatusBadBitOffset `*pBitOffset` is not 0..7
+ * @retval StatusBadVlcCode   no code matches, or the marker bit is missing: the cursor has not moved; in the
+ *                            latter case the difference is stored
+ */
+KEL_API Status keliDecodeDCIntra_MPEG4_1u16s(const uint8_t** ppBitStream, int32_t* pBitOffset, int16_t* pDC,
+                                             int32_t blockType) KEL_NOEXCEPT;
+
+/**
+ * @name Decoding the coefficients of a block
+ *
+ * Decode the events (last, run, level) of a block up to the last one (ISO/IEC 14496-2 7.4.1) into a block
+ * that is cleared before. Intra blocks have the codes of table B-16, inter blocks those of table B-17, both
+ * with the three modes of escape; blocks of data-partitioned streams with reversible_vlc have those of table
+ * B-23. The levels are stored as they are: prediction and dequantisation follow.
+ *
+ * An escape that calls for another code and finds the escape again is invalid. In the escape of fixed length
+ * the level -2048 is invalid, and 0 is in intra blocks; an inter block has a level of 0 there.
+ *
+ * | `scan` | Intra                | Inter              | Reconstruction     |
+ * |--------|----------------------|--------------------|--------------------|
+ * | 0      | zigzag               | zigzag             | zigzag             |
+ * | 1      | alternate vertical   | alternate vertical | alternate vertical |
+ * | 2      | alternate horizontal | scan order         | zigzag             |
+ * | others | scan order           | scan order         | zigzag             |
+ *
+ * In scan order the level with scan position p is stored at index p.
+ *
+ * `keliReconstructCoeffsInter` dequantises an inter block as keliQuantInvInter_MPEG4_16s_C1I() does, in the
+ * same pass unless the codes are reversible.
+ *
+ * @param ppBitStream      byte cursor: current byte; advanced past the block
+ * @param pBitOffset       byte cursor: consumed bits of it, 0..7
+ * @param pCoef            64 levels or coefficients, all written. An intra block with `useIntraDCVlc` keeps
+ *                         `pCoef[0]`.
+ * @param pIndxLastNonZero receives the scan position of the last level
+ * @param rvlcFlag         0 ordinary codes, other values reversible ones
+ * @param useIntraDCVlc    other than 0 if the DC has a code of its own, and the first level is at scan
+ * position 1 or later; 0 if it is coded like the others
+ * @param scan             see above
+ * @param pSpec            inverse record for inter blocks
+ * @param QP               quantiser_scale, 1..2^(b - 3) - 1 for b bits a sample
+ *
+ * @retval StatusOk           decoded
+ * @retval StatusNullPointer  a pointer, or the stream pointer, is null; nothing is written
+ * @retval StatusBadBitOffset `*pBitOffset` is not 0..7; nothing is written
+ * @retval StatusBadContext   the record is not an inverse one for inter blocks
+ * @retval StatusBadQuantizer `QP` is out of range
+ * @retval StatusBadVlcCode   an invalid code, a missing marker bit, or a level beyond scan position 63: the
+ *                            cursor has not moved, `pCoef` holds the levels (or coefficients) so far and
+ *                            `*pIndxLastNonZero` the position that was reached, above 63 in the last case
+ *
+ * Record and `QP` are checked, in this order, after the cursor and before anything is written; with
+ * reversible codes not before the block is decoded, so that it holds levels and the cursor has moved if they
+ * are wrong.
+ * @{
+ */
+KEL_API Status keliDecodeCoeffsIntra_MPEG4_1u16s(const uint8_t** ppBitStream, int32_t* pBitOffset,
+                                                 int16_t* pCoef, int32_t* pIndxLastNonZero, int32_t rvlcFlag,
+                                                 int32_t useIntraDCVlc, int32_t scan) KEL_NOEXCEPT;
+KEL_API Status keliDecodeCoeffsInter_MPEG4_1u16s(const uint8_t** ppBitStream, int32_t* pBitOffset,
+                                                 int16_t* pCoef, int32_t* pIndxLastNonZero, int32_t rvlcFlag,
+                                                 int32_t scan) KEL_NOEXCEPT;
+KEL_API Status keliReconstructCoeffsInter_MPEG4_1u16s(const uint8_t** ppBitStream, int32_t* pBitOffset,
+                                                      int16_t* pCoef, int32_t* pIndxLastNonZero,
+                                                      int32_t rvlcFlag, int32_t scan,
+                                                      const QuantInvSpec* pSpec, int32_t QP) KEL_NOEXCEPT;
+/** @} */
+
+/**
+ * @name Decoding a block of reversible codes backwards
+ *
+ * Where the forward pass over a video packet has met an error, the blocks behind it can be decoded from the
+ * end of the packet on (ISO/IEC 14496-2 Annex E.1.4). The cursor points to the end of a block, behind its
+ * last bit, and is moved to its beginning, the end of the block before. That is where a code is found that
+ * ends a block: in front of the first block of a packet the caller has to put one, such as the bits 10110
+ * (last, run 0, level 1). Up to four bytes in front of the bits that are looked at are read; 8 zero bytes in
+ * front of the data keep every read of a damaged block inside the buffer, with such a code or without.
+ *
+ * The levels are left in scan order, as the scan of an intra block may not be known yet: the level with scan
+ * position p is at index p.
+ *
+ * @param ppBitStream      byte cursor: current byte; moved back to the beginning of the block
+ * @param pBitOffset       byte cursor: bits of it, 0..7, in front of the cursor
+ * @param pCoef            64 levels in scan order, all written. An intra block with `useIntraDCVlc` keeps
+ *                         `pCoef[0]`.
+ * @param pIndxLastNonZero receives the scan position of the last level
+ * @param useIntraDCVlc    other than 0 if the DC has a code of its own, and the first level is at scan
+ * position 1 or later; 0 if it is coded like the others
+ *
+ * @retval StatusOk           decoded
+ * @retval StatusNullPointer  a pointer, or the stream pointer, is null; nothing is written
+ * @retval StatusBadBitOffset `*pBitOffset` is not 0..7; nothing is written
+ * @retval StatusBadVlcCode   an invalid code or escape, a block that does not end with a last level, or runs
+ *                            and levels that take more places than the block has: the cursor has not moved,
+ *                            `pCoef` holds the levels so far, counted down from index 63, and
+ *                            `*pIndxLastNonZero` the index of the level that was to come
+ * @{
+ */
+KEL_API Status keliDecodeCoeffsIntraRVLCBack_MPEG4_1u16s(const uint8_t** ppBitStream, int32_t* pBitOffset,
+                                                         int16_t* pCoef, int32_t* pIndxLastNonZero,
+                                                         int32_t useIntraDCVlc) KEL_NOEXCEPT;
+KEL_API Status keliDecodeCoeffsInterRVLCBack_MPEG4_1u16s(const uint8_t** ppBitStream, int32_t* pBitOffset,
+                                                         int16_t* pCoef,
+                                                         int32_t* pIndxLastNonZero) KEL_NOEXCEPT;
+/** @} */
+
+/**
+ * @name Encoding
+ *
+ * Write what the operations above decode. keliEncodeDCIntra_MPEG4_16s1u() writes a DC difference with its
+ * size and, above 8 bits, its marker bit. The others write the levels of a block: each by its own code or, if
+ * it has none, in the first mode of escape that can carry it (ISO/IEC 14496-2 7.4.1.3); with reversible codes
+ * there is one escape (7.4.1.4).
+ *
+ * @param dc            difference, -4095..4095; not checked
+ * @param pCoef         64 levels in raster order, -2047..2047, not checked. Of an intra block with
+ *                      `useIntraDCVlc` the first one is not written.
+ * @param ppBitStream   byte cursor: current byte; advanced past what is written
+ * @param pBitOffset    byte cursor: written bits of it, 0..7
+ * @param blockType     1 chrominance, other values luminance
+ * @param countNonZero  how many levels other than 0 to write, at least 1 and at most 64, or 63 with
+ *                      `useIntraDCVlc`. The last of them ends the block; levels behind it are left out. If
+ * the block has fewer it is written without an end.
+ * @param rvlcFlag      0 ordinary codes, other values reversible ones
+ * @param useIntraDCVlc other than 0 if the DC has a code of its own, 0 if it is coded like the others
+ * @param scan          1 alternate vertical; for intra blocks 2 alternate horizontal and -1 none, if the
+ * levels are in scan order already; other values zigzag
+ *
+ * @retval StatusOk           written
+ * @retval StatusNullPointer  a pointer, or the stream pointer, is null
+ * @retval StatusBadBitOffset `*pBitOffset` is not 0..7
+ * @retval StatusOutOfRange   `countNonZero` is out of range
+ * @{
+ */
+KEL_API Status keliEncodeDCIntra_MPEG4_16s1u(int16_t dc, uint8_t** ppBitStream, int32_t* pBitOffset,
+                                             int32_t blockType) KEL_NOEXCEPT;
+KEL_API Status keliEncodeCoeffsIntra_MPEG4_16s1u(const int16_t* pCoef, uint8_t** ppBitStream,
+                                                 int32_t* pBitOffset, int32_t countNonZero, int32_t rvlcFlag,
+                                                 int32_t useIntraDCVlc, int32_t scan) KEL_NOEXCEPT;
+KEL_API Status keliEncodeCoeffsInter_MPEG4_16s1u(const int16_t* pCoef, uint8_t** ppBitStream,
+                                                 int32_t* pBitOffset, int32_t countNonZero, int32_t rvlcFlag,
+                                                 int32_t scan) KEL_NOEXCEPT;
 /** @} */
 
 #endif /* KELVCPX_MPEG4_H */

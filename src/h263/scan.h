@@ -7,14 +7,6 @@
 
 namespace kelvcpx {
 
-// Raster order: the scan position itself.
-inline constexpr ScanTable noScan = [] {
-    ScanTable table{};
-    for (uint8_t i = 0; i < 64; i++)
-        table[i] = i;
-    return table;
-}();
-
 // 0 zigzag, 1 alternate vertical, 2 alternate horizontal; `others` for every other value.
 constexpr const ScanTable& scanTable(int32_t scan, const ScanTable& others)
 {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 namespace kelvcpx {
@@ -26,5 +27,13 @@ inline constexpr ScanTable ownvc_AltScanH = {0,  1,  2,  3,  8,  9,  16, 17, 10,
                                              13, 12, 19, 18, 24, 25, 32, 33, 26, 27, 20, 21, 22, 23, 28, 29,
                                              30, 31, 34, 35, 40, 41, 48, 49, 42, 43, 36, 37, 38, 39, 44, 45,
                                              46, 47, 50, 51, 56, 57, 58, 59, 52, 53, 54, 55, 60, 61, 62, 63};
+
+// Raster order: the scan position itself.
+inline constexpr ScanTable noScan = [] {
+    ScanTable table{};
+    for (std::size_t i = 0; i < table.size(); i++)
+        table[i] = static_cast<uint8_t>(i);
+    return table;
+}();
 
 } // namespace kelvcpx
