@@ -13,6 +13,7 @@
 #include <kelvcpx/h261_filter.h>
 #include <kelvcpx/h263.h>
 #include <kelvcpx/h263_filter.h>
+#include <kelvcpx/h263_resample.h>
 #include <kelvcpx/h264_encode.h>
 #include <kelvcpx/h264_high.h>
 #include <kelvcpx/h264_inter.h>
