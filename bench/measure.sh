@@ -1,14 +1,15 @@
 # shellcheck shell=bash
 # What the scripts share that measure whole programs.
 
-# seconds_of COMMAND...: prints the wall-clock seconds that the command takes; fails if the command does.
+# seconds_of COMMAND...: prints the processor time in seconds that the command takes, which other programs on the machine
+# hardly change; fails if the command does.
 seconds_of() {
-    local start=$EPOCHREALTIME
-    if ! "$@" > /dev/null 2>&1 < /dev/null; then
+    local TIMEFORMAT='%U %S' times
+    if ! times=$({ time "$@" > /dev/null 2>&1 < /dev/null; } 2>&1); then
         echo "This failed: $*" >&2
         return 1
     fi
-    awk -v start="$start" -v end="$EPOCHREALTIME" 'BEGIN { printf "%.6f\n", end - start }'
+    awk -v times="$times" 'BEGIN { split(times, t); printf "%.3f\n", t[1] + t[2] }'
 }
 
 # per_second COUNT SECONDS
