@@ -1,6 +1,7 @@
 #include "codecs.h"
 
 #include "common/errors.h"
+#include "dv/decoder.h"
 #include "h264/decoder.h"
 #include "mpeg2/decoder.h"
 
@@ -15,13 +16,22 @@ namespace kelvcpx::app {
 
 namespace {
 
-using MakeDecoder = std::unique_ptr<VideoDecoder> (*)(const VideoStream&, DamageListener&);
+using MakeDecoder = std::unique_ptr<VideoDecoder> (*)(const VideoStream&, DamageListener&,
+                                                      const DecoderSettings&);
+
+void refuseSettings(const DecoderSettings& settings)
+{
+    if (settings != DecoderSettings())
+        throw UsageError("only DV can be decoded to reduced or deinterlaced pictures");
+}
 
 // For codecs whose headers come in start-code units, in the packets or in front of them: nothing of a picture
 // is in the extradata.
 template <std::unique_ptr<VideoDecoder> (*make)(DamageListener&)>
-std::unique_ptr<VideoDecoder> headersFirst(const VideoStream& stream, DamageListener& listener)
+std::unique_ptr<VideoDecoder> headersFirst(const VideoStream& stream, DamageListener& listener,
+                                           const DecoderSettings& settings)
 {
+    refuseSettings(settings);
     std::unique_ptr<VideoDecoder> decoder = make(listener);
     if (!stream.extradata.empty()) {
         std::vector<uint8_t> headers = stream.extradata;
@@ -31,8 +41,16 @@ std::unique_ptr<VideoDecoder> headersFirst(const VideoStream& stream, DamageList
     return decoder;
 }
 
-std::unique_ptr<VideoDecoder> makeH264Decoder(const VideoStream& stream, DamageListener& listener)
+std::unique_ptr<VideoDecoder> makeDvDecoder(const VideoStream&, DamageListener& listener,
+                                            const DecoderSettings& settings)
 {
+    return dv::makeDecoder(listener, settings);
+}
+
+std::unique_ptr<VideoDecoder> makeH264Decoder(const VideoStream& stream, DamageListener& listener,
+                                              const DecoderSettings& settings)
+{
+    refuseSettings(settings);
     return h264::makeDecoder(stream.extradata, listener);
 }
 
@@ -42,6 +60,7 @@ struct Codec {
 };
 
 constexpr Codec codecs[] = {
+    {"dvvideo", makeDvDecoder},
     {"h264", makeH264Decoder},
     {"mpeg1video", headersFirst<mpeg2::makeDecoder>},
     {"mpeg2video", headersFirst<mpeg2::makeDecoder>},
@@ -66,11 +85,12 @@ std::string knownCodecs()
 
 } // namespace
 
-std::unique_ptr<VideoDecoder> makeDecoder(const VideoStream& stream, DamageListener& listener)
+std::unique_ptr<VideoDecoder> makeDecoder(const VideoStream& stream, DamageListener& listener,
+                                          const DecoderSettings& settings)
 {
     for (const Codec& codec : codecs)
         if (codec.name == stream.codec)
-            return codec.make(stream, listener);
+            return codec.make(stream, listener, settings);
     throw UnsupportedStream(fmt::format("there is no decoder for {} ({}), only for {}", stream.codec,
                                         stream.codecTitle, knownCodecs()));
 }

@@ -12,8 +12,9 @@
 namespace kelvcpx::app {
 
 // A decoder for the stream, which has already seen the headers that the container keeps apart. The listener
-// must outlive it. Throws UnsupportedStream if there is none.
-std::unique_ptr<VideoDecoder> makeDecoder(const VideoStream& stream, DamageListener& listener);
+// must outlive it. Throws UnsupportedStream if there is none, UsageError if it does not have the settings.
+std::unique_ptr<VideoDecoder> makeDecoder(const VideoStream& stream, DamageListener& listener,
+                                          const DecoderSettings& settings = {});
 
 // The encoders by the names that the command line has for them.
 std::vector<std::string> encoderNames();

@@ -46,7 +46,7 @@ class DecodeRun
 public:
     explicit DecodeRun(const DecodeOptions& options)
         : options_(options), damage_(console_), demuxer_(options.input),
-          decoder_(makeDecoder(demuxer_.stream(), damage_)), outputs_(makeOutputs(options))
+          decoder_(makeDecoder(demuxer_.stream(), damage_, options.settings)), outputs_(makeOutputs(options))
     {}
 
     int execute()

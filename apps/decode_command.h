@@ -1,6 +1,7 @@
 // `kelvcpx decode`: decodes a video stream and writes its pictures.
 #pragma once
 
+#include "common/decoder.h"
 #include "common/planar_output.h"
 
 #include <cstdint>
@@ -14,6 +15,7 @@ struct DecodeOptions {
     std::string output;                 // "-" is standard output; empty: no file
     std::optional<PlanarFormat> format; // by the output's name if not given
     std::optional<int64_t> frames;      // stop after so many pictures
+    DecoderSettings settings;
     bool md5 = false;                   // a line a picture on standard output
     std::string pngFolder;              // empty: no pictures
 };

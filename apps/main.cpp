@@ -69,6 +69,14 @@ void addDecode(CLI::App& app, Command& command)
     decode->add_flag("--md5", options->md5, "Print the number and the MD5 of every picture");
     decode->add_option("--png", options->pngFolder, "Write every picture as DIR/picture-NNNNN.png")
         ->type_name("DIR");
+    decode->add_option("--zoom", options->settings.zoom, "DV: pictures of 1/2, 1/4 or 1/8 of the size")
+        ->check(CLI::IsMember({2, 4, 8}).description(""))
+        ->type_name("2|4|8");
+    decode
+        ->add_option("--deinterlace", options->settings.deinterlaceWeight,
+                     "DV: mix lines with their neighbours; WEIGHT of 256 is left of the line itself")
+        ->check(CLI::Range(0, 256).description(""))
+        ->type_name("WEIGHT");
     decode->callback([&command, options, format] {
         if (!format->empty())
             options->format = *format == "yuv" ? PlanarFormat::yuv : PlanarFormat::y4m;

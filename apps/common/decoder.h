@@ -4,6 +4,7 @@
 #include "common/picture.h"
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -25,6 +26,14 @@ class DamageListener
 public:
     virtual ~DamageListener() = default;
     virtual void damaged(const std::string& message) = 0;
+};
+
+// What a decoder may be asked for beside the pictures as they are coded; for DV.
+struct DecoderSettings {
+    int zoom = 1;                              // 2, 4, 8: pictures of half, a quarter, an eighth of the size
+    std::optional<uint32_t> deinterlaceWeight; // of a line, 0..256, against its neighbours
+
+    bool operator==(const DecoderSettings&) const = default;
 };
 
 // A line of `kelvcpx info`: what it is about, and what the stream says.

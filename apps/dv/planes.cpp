@@ -1,0 +1,56 @@
+#include "dv/planes.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace kelvcpx::app::dv {
+namespace {
+
+constexpr uint8_t grey = 128;
+
+} // namespace
+
+Planes::Planes(const System& system, int zoom)
+    : zoom_(zoom), width_(system.width / zoom), height_(system.height / zoom),
+      packed_(2 * static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_), grey)
+{
+    for (std::size_t p = 0; p < planes_.size(); p++) {
+        planes_[p].width = p == 0 ? width_ : width_ / 2;
+        planes_[p].samples.resize(static_cast<std::size_t>(planes_[p].width) *
+                                  static_cast<std::size_t>(height_));
+    }
+}
+
+void Planes::update(std::optional<uint32_t>)
+{
+    unpack(0, height_);
+}
+
+void Planes::unpack(int firstRow, int rows)
+{
+    for (int row = firstRow; row < firstRow + rows; row++) {
+        const uint8_t* const pixels = packed_.data() + std::ptrdiff_t{2} * width_ * row;
+        uint8_t* const y = planes_[0].samples.data() + std::ptrdiff_t{width_} * row;
+        uint8_t* const cb = planes_[1].samples.data() + std::ptrdiff_t{width_ / 2} * row;
+        uint8_t* const cr = planes_[2].samples.data() + std::ptrdiff_t{width_ / 2} * row;
+        for (int x = 0; x < width_; x++)
+            y[x] = pixels[2 * x];
+        for (int x = 0; x < width_ / 2; x++) {
+            cb[x] = pixels[4 * x + 1];
+            cr[x] = pixels[4 * x + 3];
+        }
+    }
+}
+
+PictureView Planes::view(const VideoFormat& format) const
+{
+    PictureView view{format, {}};
+    for (std::size_t p = 0; p < planes_.size(); p++) {
+        const Plane& plane = planes_[p];
+        view.planes[p] = {isFiltered_ ? plane.filtered.data() : plane.samples.data(), plane.width,
+                          plane.width, height_};
+    }
+    return view;
+}
+
+} // namespace kelvcpx::app::dv
