@@ -57,6 +57,13 @@ bool startsPicture(const SliceHeader& a, const SliceHeader& b)
            (a.idr && a.idrPicId != b.idrPicId);
 }
 
+// Whether the picture makes all others unused for reference, and counts as an IDR picture from then on.
+bool forgetsReferences(const SliceHeader& slice)
+{
+    return std::any_of(slice.marking.begin(), slice.marking.end(),
+                       [](const MarkingOperation& operation) { return operation.operation == 5; });
+}
+
 class Decoder : public VideoDecoder
 {
 public:
@@ -282,14 +289,16 @@ void Decoder::fillGap(const SliceHeader& slice, const PictureSink& sink)
     }
 }
 
-// Whether the slice is of the second field of the current frame.
+// Whether the slice is of the second field of the current frame (3.30, 3.31). Two fields of one IDR picture
+// are no legal pair, but nothing else can be meant.
 bool Decoder::continuesFrame(const SliceHeader& slice) const
 {
-    if (current_ == nullptr || !slice.fieldPicture || !active_)
+    if (current_ == nullptr || !slice.fieldPicture || forgetsReferences(slice))
         return false;
     const Structure field = slice.bottomField ? Structure::bottom : Structure::top;
     const PictureParameterSet& set = *sets_.pictures[static_cast<std::size_t>(slice.pictureParameterSet)];
-    return current_->decoded == opposite(field) && current_->frameNum == slice.frameNum && !slice.idr &&
+    return current_->decoded == opposite(field) && current_->frameNum == slice.frameNum &&
+           (!slice.idr || (firstSlice_.idr && firstSlice_.idrPicId == slice.idrPicId)) &&
            *sets_.sequences[static_cast<std::size_t>(set.sequenceId)] == *active_ &&
            (firstSlice_.nalRefIdc != 0 || slice.nalRefIdc == 0);
 }
@@ -352,11 +361,11 @@ void Decoder::finishPicture(const PictureSink& sink)
     current_->decoded = current_->decoded | structure;
     current_->expand(structure);
 
-    const bool forgets =
-        std::any_of(slice.marking.begin(), slice.marking.end(),
-                    [](const MarkingOperation& operation) { return operation.operation == 5; });
+    // What comes later in decoding order comes later in output order. Nothing is dropped, whatever
+    // no_output_of_prior_pics_flag says.
+    const bool forgets = forgetsReferences(slice);
     if (firstOfFrame && (slice.idr || forgets))
-        buffer_.flush(outputTo(sink)); // what comes later in decoding order comes later in output order
+        buffer_.flush(outputTo(sink));
     if (firstOfFrame)
         buffer_.add(current_);
     if (slice.nalRefIdc != 0) {
