@@ -4,10 +4,10 @@
 #include "dv/decoder.h"
 #include "h264/decoder.h"
 #include "mpeg2/decoder.h"
+#include "mpeg2/encoder/encoder.h"
 
 #include <fmt/format.h>
 
-#include <array>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -73,7 +73,9 @@ struct EncoderEntry {
     MakeEncoder make;
 };
 
-constexpr std::array<EncoderEntry, 0> encoders{};
+constexpr EncoderEntry encoders[] = {
+    {"mpeg2", mpeg2::makeEncoder},
+};
 
 std::string knownCodecs()
 {

@@ -17,9 +17,9 @@
 #include <cstdint>
 #include <exception>
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 namespace {
@@ -41,6 +41,21 @@ std::string checkCount(const std::string& text)
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), count);
     const bool good = error == std::errc() && end == text.data() + text.size() && count > 0;
     return good ? "" : fmt::format("{} is not a whole number above 0", text);
+}
+
+// Replaces a rate with a unit, 1500k or 1.5M, by whole bits a second. Says what is wrong with it, or nothing.
+std::string readRate(std::string& text)
+{
+    double rate = 0;
+    const char* const last = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), last, rate);
+    const std::string_view unit(end, static_cast<std::size_t>(last - end));
+    const double factor = unit.empty() ? 1 : unit == "k" ? 1e3 : unit == "M" ? 1e6 : 0;
+    constexpr double most = 1e12;
+    if (error != std::errc() || factor == 0 || !(rate > 0) || rate * factor > most)
+        return fmt::format("{} is not a number of bits a second", text);
+    text = fmt::format("{:.0f}", rate * factor);
+    return "";
 }
 
 void addInfo(CLI::App& app, Command& command)
@@ -103,7 +118,7 @@ void addEncode(CLI::App& app, Command& command)
     encode->add_option("--qp", settings.qp, "Constant quantiser, in the units of the standard")
         ->type_name("N");
     encode->add_option("--bitrate", settings.bitRate, "Bits a second to keep to: 1500000, 1500k or 1.5M")
-        ->transform(CLI::AsNumberWithUnit(std::map<std::string, double>{{"k", 1e3}, {"M", 1e6}}))
+        ->transform(CLI::Validator(readRate, ""))
         ->type_name("B");
     encode->add_option("--gop", settings.groupSize, "Pictures from one intra picture to the next")
         ->check(checkCount)

@@ -1,9 +1,5 @@
 #include "mpeg2/code_tables.h"
 
-#include <span>
-#include <string>
-#include <vector>
-
 namespace kelvcpx::app::mpeg2 {
 namespace {
 
@@ -388,24 +384,7 @@ constexpr CoefficientCode dctCoefficientsOne[] = {
 
 HuffmanTable coefficientTable(std::size_t table)
 {
-    const std::span<const CoefficientCode> codes = codeRows.coefficients[table];
-    std::vector<std::string> signedBits;
-    for (const CoefficientCode& code : codes)
-        for (const char sign : {'0', '1'})
-            signedBits.push_back(std::string(code.bits) + sign);
-
-    std::vector<RunLevelCode> rows{
-        {codeRows.endOfBlock[table], endOfBlock, 0},
-        {codeRows.escape, escape, 0},
-    };
-    for (std::size_t i = 0; i < codes.size(); i++) {
-        rows.push_back({signedBits[2 * i], codes[i].run, codes[i].level});
-        rows.push_back({signedBits[2 * i + 1], codes[i].run, static_cast<int16_t>(-codes[i].level)});
-    }
-    return {
-        rows,
-        {9, 8},
-    };
+    return {CoefficientRows(table).rows(), {9, 8}};
 }
 
 } // namespace
@@ -421,6 +400,20 @@ constexpr CodeRows codeRows{
     .endOfBlock = {"10", "0110"},
     .escape = "000001",
 };
+
+CoefficientRows::CoefficientRows(std::size_t table)
+{
+    const std::span<const CoefficientCode> codes = codeRows.coefficients[table];
+    for (const CoefficientCode& code : codes)
+        for (const char sign : {'0', '1'})
+            signedBits_.push_back(std::string(code.bits) + sign);
+
+    rows_ = {{codeRows.endOfBlock[table], endOfBlock, 0}, {codeRows.escape, escape, 0}};
+    for (std::size_t i = 0; i < codes.size(); i++) {
+        rows_.push_back({signedBits_[2 * i], codes[i].run, codes[i].level});
+        rows_.push_back({signedBits_[2 * i + 1], codes[i].run, static_cast<int16_t>(-codes[i].level)});
+    }
+}
 
 const CodeTables& codeTables()
 {

@@ -5,9 +5,12 @@
 #include "common/huffman_table.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace kelvcpx::app::mpeg2 {
 
@@ -41,6 +44,21 @@ struct CodeRows {
     std::string_view escape;                                      // in both
 };
 extern const CodeRows codeRows;
+
+// A coefficient table as the library's code lists have it: with both signs, the escape and the end of block.
+class CoefficientRows
+{
+public:
+    explicit CoefficientRows(std::size_t table); // an index into CodeRows::coefficients
+    CoefficientRows(const CoefficientRows&) = delete;
+    CoefficientRows& operator=(const CoefficientRows&) = delete;
+
+    std::span<const RunLevelCode> rows() const { return rows_; }
+
+private:
+    std::vector<std::string> signedBits_; // which the rows point to
+    std::vector<RunLevelCode> rows_;
+};
 
 struct CodeTables {
     HuffmanTable addressIncrement;

@@ -15,16 +15,9 @@ constexpr std::array<int16_t, 64> defaultIntraMatrix = {
     35, 40, 48, 58, 26, 27, 29, 34, 38, 46, 56, 69, 27, 29, 35, 38, 46, 56, 69, 83};
 constexpr int16_t defaultNonIntraWeight = 16;
 
-// 13818-2 table 6-4, by frame_rate_code.
-constexpr Rational frameRates[] = {{0, 1},  {24000, 1001}, {24, 1},       {25, 1}, {30000, 1001},
-                                   {30, 1}, {50, 1},       {60000, 1001}, {60, 1}};
-
 // Height by width of a sample in 1/10000, by pel_aspect_ratio (11172-2 2.4.3.2).
 constexpr int sampleHeights[] = {0,    10000, 6735,  7031,  7615,  8055,  8437, 8935,
                                  9157, 9815,  10255, 10695, 10950, 11575, 12015};
-
-// Width by height of the display, by aspect_ratio_information from 2 on (13818-2 table 6-3).
-constexpr Rational displayAspects[] = {{4, 3}, {16, 9}, {221, 100}};
 
 enum class ExtensionId {
     sequence = 1,
@@ -129,7 +122,7 @@ Rational Sequence::sampleAspect() const
     if (mpeg2 && aspectCode == 1)
         return {1, 1};
     if (mpeg2 && aspectCode >= 2 && aspectCode <= 4) {
-        const Rational display = displayAspects[aspectCode - 2];
+        const Rational display = displayAspects[static_cast<std::size_t>(aspectCode) - 2];
         return {display.numerator * height, display.denominator * width};
     }
     return {0, 1};
@@ -142,7 +135,7 @@ void readSequenceHeader(BitReader& reader, Sequence& sequence)
     header.height = reader.readInt(12);
     header.aspectCode = reader.readInt(4);
     const std::size_t rate = reader.read(4);
-    if (rate < std::size(frameRates))
+    if (rate < frameRates.size())
         header.frameRate = frameRates[rate];
     const int64_t bitRate = reader.readInt(18);
     header.variableBitRate = bitRate == 0x3FFFF; // of MPEG-1

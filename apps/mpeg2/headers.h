@@ -19,6 +19,13 @@ constexpr uint8_t extensionStart = 0xB5;
 constexpr uint8_t sequenceEnd = 0xB7;
 constexpr uint8_t groupStart = 0xB8;
 
+// Frame rates by frame_rate_code (table 6-4); 0 is forbidden.
+constexpr std::array<Rational, 9> frameRates{
+    {{0, 1}, {24000, 1001}, {24, 1}, {25, 1}, {30000, 1001}, {30, 1}, {50, 1}, {60000, 1001}, {60, 1}}};
+
+// Width by height of the display, by aspect_ratio_information from 2 on (table 6-3).
+constexpr std::array<Rational, 3> displayAspects{{{4, 3}, {16, 9}, {221, 100}}};
+
 // Weights by block index of the library's transposed coefficient layout.
 using Matrix = std::array<int16_t, 64>;
 

@@ -2,18 +2,14 @@
 #pragma once
 
 #include "common/bit_reader.h"
+#include "common/motion_vector.h"
 #include "mpeg2/headers.h"
 
 #include <array>
 
 namespace kelvcpx::app::mpeg2 {
 
-struct Vector {
-    int x = 0; // half samples, of luma
-    int y = 0;
-
-    bool operator==(const Vector&) const = default;
-};
+using Vector = MotionVector;
 
 enum class MotionType { none, frame, field, sixteenByEight, dualPrime };
 

@@ -1,5 +1,7 @@
 #include "mpeg2/prediction.h"
 
+#include "mpeg2/code_tables.h"
+
 #include <kelvcpx/block.h>
 
 #include <algorithm>
@@ -95,6 +97,21 @@ void predictAlone(const BlockOperations& block, std::span<const Reference> refer
 }
 
 } // namespace
+
+SourceList sourcesOf(const ReferencePair& references, int32_t type, MotionType motionType,
+                     const MotionPair& motion, std::size_t r)
+{
+    SourceList list;
+    for (std::size_t s = 0; s < 2; s++) {
+        if ((type & (s == 0 ? typeForward : typeBackward)) == 0)
+            continue;
+        list.add(motionType == MotionType::frame
+                     ? references[s].frame
+                     : references[s].fields[static_cast<std::size_t>(motion[s].fieldSelect[r])],
+                 motion[s].vectors[r]);
+    }
+    return list;
+}
 
 void predict(const Surface& target, ChromaFormat chroma, const Region& region, const SourceList& sources,
              const ResidualView& residual)

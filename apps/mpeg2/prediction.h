@@ -58,6 +58,21 @@ struct SourceList {
     void add(const Surface& surface, Vector vector) { items[count++] = {&surface, vector}; }
 };
 
+// What a direction of prediction refers to: a frame, and fields that need not be of the same one.
+struct References {
+    Surface frame;
+    std::array<Surface, 2> fields; // by parity
+};
+
+// Forward, backward.
+using ReferencePair = std::array<References, 2>;
+using MotionPair = std::array<Motion, 2>;
+
+// The sources that the vectors with index r of a macroblock point to, one for each direction that its type
+// has.
+SourceList sourcesOf(const ReferencePair& references, int32_t type, MotionType motionType,
+                     const MotionPair& motion, std::size_t r);
+
 // A region 16 samples wide, with its chroma.
 struct Region {
     int x; // top left, in luma samples of the target

@@ -315,21 +315,9 @@ void SliceDecoder::reconstructInField(const Macroblock& macroblock, int x, int y
             dualPrime ? dualPrimeSources(macroblock, parity, opposite) : sources(macroblock, 0), residual);
 }
 
-// The sources that the vectors with index r point to, one for each direction in use.
 SourceList SliceDecoder::sources(const Macroblock& macroblock, std::size_t r) const
 {
-    SourceList list;
-    for (std::size_t s = 0; s < 2; s++) {
-        if (!macroblock.has(s == 0 ? typeForward : typeBackward))
-            continue;
-        const Motion& motion = macroblock.motion[s];
-        const References& references = context_.references[s];
-        list.add(macroblock.motionType == MotionType::frame
-                     ? references.frame
-                     : references.fields[static_cast<std::size_t>(motion.fieldSelect[r])],
-                 motion.vectors[r]);
-    }
-    return list;
+    return sourcesOf(context_.references, macroblock.type, macroblock.motionType, macroblock.motion, r);
 }
 
 SourceList SliceDecoder::dualPrimeSources(const Macroblock& macroblock, std::size_t parity,

@@ -13,12 +13,6 @@
 
 namespace kelvcpx::app::mpeg2 {
 
-// What a direction of prediction refers to: a frame, and fields that need not be of the same one.
-struct References {
-    Surface frame;
-    std::array<Surface, 2> fields; // by parity
-};
-
 // A coded picture, frame or field, while its slices are decoded.
 struct PictureContext {
     Sequence sequence; // as they are now: headers that come too late change nothing
