@@ -12,7 +12,8 @@ constexpr uint8_t grey = 128;
 
 Planes::Planes(const System& system, int zoom)
     : zoom_(zoom), width_(system.width / zoom), height_(system.height / zoom),
-      packed_(2 * static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_), grey)
+      packed_(2 * static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_), grey),
+      chromaRow_(static_cast<std::size_t>(width_))
 {
     for (std::size_t p = 0; p < planes_.size(); p++) {
         planes_[p].width = p == 0 ? width_ : width_ / 2;
@@ -33,12 +34,16 @@ void Planes::unpack(int firstRow, int rows)
         uint8_t* const y = planes_[0].samples.data() + std::ptrdiff_t{width_} * row;
         uint8_t* const cb = planes_[1].samples.data() + std::ptrdiff_t{width_ / 2} * row;
         uint8_t* const cr = planes_[2].samples.data() + std::ptrdiff_t{width_ / 2} * row;
+        // One step after the other is what compilers can do for many samples at once.
         for (int x = 0; x < width_; x++)
             y[x] = pixels[2 * x];
-        for (int x = 0; x < width_ / 2; x++) {
-            cb[x] = pixels[4 * x + 1];
-            cr[x] = pixels[4 * x + 3];
-        }
+        uint8_t* const chroma = chromaRow_.data();
+        for (int x = 0; x < width_; x++)
+            chroma[x] = pixels[2 * x + 1];
+        for (int x = 0; x < width_ / 2; x++)
+            cb[x] = chroma[2 * x];
+        for (int x = 0; x < width_ / 2; x++)
+            cr[x] = chroma[2 * x + 1];
     }
 }
 

@@ -45,6 +45,7 @@ private:
     int height_;
     bool isFiltered_ = false;
     std::vector<uint8_t> packed_;
+    std::vector<uint8_t> chromaRow_; // Cb and Cr by turns
     std::array<Plane, 3> planes_;
 };
 

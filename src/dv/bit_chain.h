@@ -30,12 +30,14 @@ struct BitRange {
 
     int32_t GetAvailableBits() const { return end - position; }
 
-    // All unread bits, or the first 57 of them, left-aligned; zeros behind the end. None are consumed.
+    static constexpr int32_t windowBits = 57;
+
+    // All unread bits, or the first windowBits of them, left-aligned; zeros behind the end.
     uint64_t window() const
     {
         const uint64_t bits = loadBigEndian(bytes + position / 8) << position % 8;
         const int32_t available = GetAvailableBits();
-        return available < 57 ? bits & ~(~uint64_t{0} >> available) : bits;
+        return available < windowBits ? bits & ~(~uint64_t{0} >> available) : bits;
     }
 
     // The next n bits, 1..32, of those that are there.
@@ -64,6 +66,7 @@ class BitChain
 {
 public:
     BitRange& unread() { return unread_; }
+    void clear() { unread_.position = unread_.end = 8 * lead; }
 
     void append(BitRange range)
     {

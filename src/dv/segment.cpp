@@ -7,6 +7,7 @@
 
 #include <kelvcpx/dv.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <span>
@@ -67,26 +68,31 @@ Outcome DecodeACCoefficients(Block& block, BitRange& source, const uint32_t* tab
     BitRange bits = source; // in registers
     int32_t position = block.position;
     Outcome outcome = Outcome::unfinished;
-    for (int32_t available; (available = bits.GetAvailableBits()) > 0;) {
-        const uint64_t window = bits.window();
-        const bool end = window >> (64 - endOfBlockLength) == endOfBlock;
-        const Entry entry = end ? Entry{endOfBlockLength, 0, 0} : lookUp(window, available, table);
-        if (entry.length == unfilledEntry && available >= longestTableCode) {
-            outcome = Outcome::invalid;
-            break;
-        }
-        if (entry.length > available) {
-            block.cache.SetCache(bits.ReadBits(available), available);
-            bits.DropBits(available);
-            break;
-        }
-        bits.DropBits(entry.length);
-        position += entry.run;
-        if (end || position > lastPosition) {
-            outcome = end ? Outcome::complete : Outcome::invalid;
-            break;
-        }
-        block.coefficients[block.scan[position++]] = entry.value;
+    for (int32_t available = bits.GetAvailableBits(); available > 0 && outcome == Outcome::unfinished;) {
+        uint64_t window = bits.window();
+        // Until so few bits are left, the window has a whole code.
+        const int32_t enough = std::max(available - (BitRange::windowBits - escapeLength), 1);
+        do {
+            const bool end = window >> (64 - endOfBlockLength) == endOfBlock;
+            const Entry entry = end ? Entry{endOfBlockLength, 0, 0} : lookUp(window, available, table);
+            if (entry.length > std::min(available, escapeLength)) {
+                if (available >= longestTableCode && entry.length > escapeLength) // unfilledEntry
+                    outcome = Outcome::invalid;
+                else
+                    block.cache.SetCache(static_cast<uint32_t>(window >> (64 - available)), available);
+                available = 0;
+                break;
+            }
+            window <<= entry.length;
+            available -= entry.length;
+            position += entry.run;
+            if (end || position > lastPosition) {
+                outcome = end ? Outcome::complete : Outcome::invalid;
+                break;
+            }
+            block.coefficients[block.scan[position++]] = entry.value;
+        } while (available >= enough);
+        bits.DropBits(bits.GetAvailableBits() - available);
     }
     block.position = position;
     source = bits;
@@ -145,14 +151,14 @@ private:
     bool decodeWithinMacroblocks()
     {
         for (std::size_t m = 0; m < macroblocks; m++) {
-            BitChain chain;
+            chain_.clear();
             for (const Block& block : blocksOf(m))
                 if (block.complete)
-                    chain.append(block.area);
+                    chain_.append(block.area);
             for (Block& block : blocksOf(m))
-                if (!block.complete && !continueBlock(block, chain))
+                if (!block.complete && !continueBlock(block, chain_))
                     return false;
-            spare_.append(chain.unread());
+            spare_.append(chain_.unread());
         }
         return true;
     }
@@ -184,7 +190,8 @@ private:
     const uint32_t* table_;
     std::array<uint8_t, macroblocks * macroblockBytes + slack> bytes_{};
     std::array<Block, macroblocks * mostBlocks> blocks_;
-    BitChain spare_;
+    BitChain chain_; // of a macroblock
+    BitChain spare_; // of the segment
 };
 
 Status HuffmanDecodeSegment_Internal(const uint8_t* src, const uint32_t* scanTables, const uint32_t* table,
