@@ -46,11 +46,12 @@ KEL_API Status keliUpsampleFour_H263_8u_C1R(const uint8_t* pSrc, int32_t srcStep
  *
  * Doubles width, height or both of a plane (ITU-T H.263 Annex O):
  *
- * | `interpType` | Output of a W x H source | Samples                                                   |
- * |--------------|--------------------------|-----------------------------------------------------------|
- * | 3            | 2 W x 2 H                | those of keliUpsampleFour_H263_8u_C1R() with rounding 1 and no
- * fill value | | 2            | W x 2 H                  | (3 * a + b + 2) >> 2, first and last row copied |
- * | other        | 2 W x H                  | (3 * a + c + 2) >> 2, first and last column copied        |
+ * | `interpType` | Output of a W x H source | Samples                                            |
+ * |--------------|--------------------------|----------------------------------------------------|
+ * | 3            | 2 W x 2 H                | as of keliUpsampleFour_H263_8u_C1R() with rounding |
+ * |              |                          | control 1 and no fill value                        |
+ * | 2            | W x 2 H                  | (3 * a + b + 2) >> 2, first and last row copied    |
+ * | other        | 2 W x H                  | (3 * a + c + 2) >> 2, first and last column copied |
  *
  * @param pSrc       top left source sample
  * @param srcStep    distance in bytes between rows of the source; not checked

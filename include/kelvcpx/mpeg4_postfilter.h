@@ -32,8 +32,7 @@
  *
  * and if |a0| < QP, s4 becomes s4 - d and s5 becomes s5 + d.
  *
- * The standard filters the horizontal edges of a picture before the vertical ones, with THR1 = 2 and THR2
- * = 6.
+ * The standard filters the horizontal edges of a picture before the vertical ones.
  *
  * @param pSrcDst    the first sample after the edge: the leftmost one below it, or the uppermost one right of
  *                   it; five samples before the edge and five after it are read in each line, and four on
