@@ -2,6 +2,8 @@
 
 #include "common/errors.h"
 #include "dv/decoder.h"
+#include "h261/decoder.h"
+#include "h263/decoder.h"
 #include "h264/decoder.h"
 #include "mpeg2/decoder.h"
 #include "mpeg2/encoder/encoder.h"
@@ -61,6 +63,9 @@ struct Codec {
 
 constexpr Codec codecs[] = {
     {"dvvideo", makeDvDecoder},
+    {"h261", headersFirst<h261::makeDecoder>},
+    {"h263", headersFirst<h263::makeDecoder>},
+    {"h263p", headersFirst<h263::makeDecoder>},
     {"h264", makeH264Decoder},
     {"mpeg1video", headersFirst<mpeg2::makeDecoder>},
     {"mpeg2video", headersFirst<mpeg2::makeDecoder>},
