@@ -5,7 +5,7 @@
 #include "common/huffman_table.h"
 
 #include <algorithm>
-
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -136,23 +136,28 @@ private:
     std::size_t end_;
 };
 
-// Position of the first bit of the next `zeros` zero bits in a row that a one follows, at or after `from`;
-// the one stands before the end. `end` if there are none.
+// Position of the first bit of the next `zeros` zero bits in a row, 15 or more, that a one follows, at or
+// after `from`; the one stands before the end. `end` if there are none.
 inline std::size_t findZeros(const PaddedBytes& bytes, std::size_t from, std::size_t end, std::size_t zeros)
 {
-    std::size_t run = 0;
-    for (std::size_t at = from; at < end;) {
-        const uint8_t byte = bytes.data()[at / 8];
-        if (byte == 0 && at % 8 == 0) {
-            run += 8;
-            at += 8;
-            continue;
-        }
-        const bool one = (byte >> (7 - at % 8) & 1) != 0;
-        if (one && run >= zeros)
-            return at - zeros;
-        run = one ? 0 : run + 1;
-        at++;
+    const uint8_t* const data = bytes.data();
+    for (std::size_t at = from / 8; 8 * at < end;) { // so many zeros fill a whole byte at least
+        const void* const zero = std::memchr(data + at, 0, (end + 7) / 8 - at);
+        if (zero == nullptr)
+            return end;
+        const auto first = static_cast<std::size_t>(static_cast<const uint8_t*>(zero) - data);
+        std::size_t last = first;
+        while (8 * last < end && data[last] == 0)
+            last++;
+        const std::size_t before =
+            first > 0 ? static_cast<std::size_t>(std::countr_zero(data[first - 1])) : 0;
+        const std::size_t begin = std::max(from, 8 * first - before);
+        const std::size_t one = 8 * last + static_cast<std::size_t>(std::countl_zero(data[last]));
+        if (one >= end)
+            return end;
+        if (one >= begin + zeros)
+            return one - zeros;
+        at = last;
     }
     return end;
 }
