@@ -5,6 +5,7 @@
 #include "h261/decoder.h"
 #include "h263/decoder.h"
 #include "h264/decoder.h"
+#include "h264/encoder/encoder.h"
 #include "mpeg2/decoder.h"
 #include "mpeg2/encoder/encoder.h"
 
@@ -79,6 +80,7 @@ struct EncoderEntry {
 };
 
 constexpr EncoderEntry encoders[] = {
+    {"h264", h264::makeEncoder},
     {"mpeg2", mpeg2::makeEncoder},
 };
 

@@ -120,10 +120,13 @@ void addEncode(CLI::App& app, Command& command)
     encode->add_option("--bitrate", settings.bitRate, "Bits a second to keep to: 1500000, 1500k or 1.5M")
         ->transform(CLI::Validator(readRate, ""))
         ->type_name("B");
-    encode->add_option("--gop", settings.groupSize, "Pictures from one intra picture to the next")
+    encode
+        ->add_option("--gop,--intra-period", settings.groupSize,
+                     "Pictures from one intra picture to the next")
         ->check(checkCount)
         ->type_name("N");
     encode->add_option("--bframes", settings.bFrames, "B pictures in a row")->type_name("N");
+    encode->add_flag("--high", settings.high, "H.264: High profile, with the 8x8 transform");
     encode->add_option("--frames", options->frames, "Stop after N pictures")
         ->check(checkCount)
         ->type_name("N");

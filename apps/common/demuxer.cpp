@@ -81,10 +81,22 @@ Rational rational(AVRational value)
     return value.num > 0 && value.den > 0 ? Rational{value.num, value.den} : Rational{0, 1};
 }
 
+// Some containers name the format of the samples, in others it follows from the tag.
+AVPixelFormat pixelFormatOf(const AVCodecParameters& codec)
+{
+    if (codec.format != AV_PIX_FMT_NONE)
+        return static_cast<AVPixelFormat>(codec.format);
+    for (const AVPixelFormat known :
+         {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P, AV_PIX_FMT_YUV411P, AV_PIX_FMT_GRAY8})
+        if (codec.codec_tag == avcodec_pix_fmt_to_codec_tag(known))
+            return known;
+    return AV_PIX_FMT_NONE;
+}
+
 // The format of uncompressed pictures, if it is one of those that VideoFormat can express.
 std::optional<VideoFormat> rawFormat(const AVCodecParameters& codec)
 {
-    const auto pixelFormat = static_cast<AVPixelFormat>(codec.format);
+    const AVPixelFormat pixelFormat = pixelFormatOf(codec);
     const AVPixFmtDescriptor* const pixels = av_pix_fmt_desc_get(pixelFormat);
     constexpr uint64_t unwanted = AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL |
                                   AV_PIX_FMT_FLAG_BITSTREAM | AV_PIX_FMT_FLAG_BE | AV_PIX_FMT_FLAG_FLOAT;

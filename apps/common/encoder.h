@@ -16,6 +16,7 @@ struct EncoderSettings {
     std::optional<int64_t> bitRate; // bits a second; excludes qp
     std::optional<int> groupSize;   // pictures from one intra picture to the next
     std::optional<int> bFrames;     // B pictures in a row
+    bool high = false;              // with the tools of the standard's High profile
 };
 
 // Where an encoder puts its results.

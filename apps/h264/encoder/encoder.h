@@ -1,0 +1,15 @@
+// Encodes H.264 video (ITU-T H.264, ISO/IEC 14496-10): Constrained Baseline or High profile, CAVLC.
+#pragma once
+
+#include "common/encoder.h"
+
+#include <memory>
+
+namespace kelvcpx::app::h264 {
+
+// The quantiser of the settings is the QP of P pictures, 0..51. Pictures of odd sizes get one more column or
+// row. Throws UsageError for settings out of range and for those of tools that are not used: rate control, B
+// pictures; UnsupportedStream for pictures that are not 4:2:0 of 8 bits or too large.
+std::unique_ptr<VideoEncoder> makeEncoder(const VideoFormat& format, const EncoderSettings& settings);
+
+} // namespace kelvcpx::app::h264

@@ -1,0 +1,106 @@
+// `kelvcpx encode` as its users meet it.
+#include "apps/support/clip.h"
+#include "apps/support/frames.h"
+#include "apps/support/process.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace kelvcpx::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+ProcessResult kelvcpx(const std::string& arguments)
+{
+    return run(words(KELVCPX_COMMAND " " + arguments));
+}
+
+std::string contents(const fs::path& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+constexpr auto chart = "-f lavfi -i testsrc2=size=176x144:rate=25 -frames:v 10 -pix_fmt ";
+
+void expectSamePictures(const std::vector<Frame>& pictures, const std::vector<Frame>& expected,
+                        std::size_t count)
+{
+    ASSERT_EQ(pictures.size(), count);
+    ASSERT_EQ(expected.size(), count);
+    for (std::size_t i = 0; i < count; i++)
+        ASSERT_EQ(differences(pictures[i], expected[i]), "") << "picture " << i;
+}
+
+std::string clip()
+{
+    return makeClip("raw.y4m", std::string(chart) + "yuv420p");
+}
+
+} // namespace
+
+TEST(EncodeCommand, WritesTheStreamAndItsReconstruction)
+{
+    const fs::path stream = testFile("encode.264");
+    const fs::path reconstruction = testFile("encode-recon.y4m");
+    const ProcessResult result = kelvcpx("encode " + clip() + " -c h264 --qp 24 -o " + stream.string() +
+                                         " --recon " + reconstruction.string());
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    expectSamePictures(decodeInProcess(stream).frames, parseY4m(contents(reconstruction)), 10);
+}
+
+TEST(EncodeCommand, TakesRawVideoInContainers)
+{
+    const auto encoded = [](const std::string& input) {
+        const std::string stream = kelvcpx("encode " + input + " -c h264 --frames 4 -o -").out;
+        return decodeInProcess("h264", {reinterpret_cast<const uint8_t*>(stream.data()), stream.size()})
+            .frames;
+    };
+    const std::vector<Frame> expected = encoded(clip());
+    for (const char* const name : {"raw.avi", "raw.nut", "raw.mkv"}) {
+        SCOPED_TRACE(name);
+        expectSamePictures(encoded(makeClip(name, std::string(chart) + "yuv420p -c:v rawvideo")), expected,
+                           4);
+    }
+}
+
+TEST(EncodeCommand, RefusesWhatItCannotDo)
+{
+    struct Refusal {
+        std::string arguments;
+        int exitCode;
+        std::string message;
+    };
+    const std::string packed = makeClip("packed.avi", std::string(chart) + "bgr24 -c:v rawvideo");
+    const std::string other = makeClip("422.y4m", std::string(chart) + "yuv422p");
+    const std::string to = " -c h264 -o " + testFile("refused.264").string();
+    const Refusal refusals[] = {
+        {"encode " + packed + to, 1, "no decoder for rawvideo"},
+        {"encode " + other + to, 1, "4:2:0"},
+        {"encode nowhere.y4m" + to, 1, "No such file"},
+        {"encode " + clip() + " -c h264 -o /dev/full", 1, "No space left"},
+        {"encode " + clip() + to + " --qp 52", 2, "0 to 51"},
+        {"encode " + clip() + to + " --intra-period 0", 2, "above 0"},
+        {"encode " + clip() + " -c vhs -o x", 2, "vhs"},
+        {"encode " + clip() + " -c h264", 2, "output"},
+        {"encode " + clip() + to + " --bitrate 500k", 2, "constant quantiser"},
+        {"encode " + clip() + " -c h264 -o " + clip(), 2, "is the input"},
+        {"encode " + clip() + to + " --recon " + clip(), 2, "is the input"},
+    };
+    for (const Refusal& refusal : refusals) {
+        const ProcessResult result = kelvcpx(refusal.arguments);
+        EXPECT_EQ(result.exitCode, refusal.exitCode) << refusal.arguments << '\n' << result.err;
+        EXPECT_NE(result.err.find(refusal.message), std::string::npos) << refusal.arguments << '\n'
+                                                                       << result.err;
+    }
+}
+
+} // namespace kelvcpx::test
