@@ -37,18 +37,6 @@ struct EncodedStream {
     std::vector<Frame> reconstruction;
 };
 
-app::PictureView viewOf(const Frame& frame)
-{
-    app::PictureView picture{frame.format, {}};
-    for (int p = 0; p < frame.format.planeCount(); p++) {
-        const int width = planeWidth(frame.format, p);
-        picture.planes[static_cast<std::size_t>(p)] = {frame.planes[static_cast<std::size_t>(p)].data(),
-                                                       std::ptrdiff_t{width} * frame.format.bytesPerSample(),
-                                                       width, planeHeight(frame.format, p)};
-    }
-    return picture;
-}
-
 EncodedStream encode(const std::vector<Frame>& pictures, const app::EncoderSettings& settings)
 {
     EncodedStream result;

@@ -185,6 +185,18 @@ Frame copyOf(const PictureView& picture)
     return frame;
 }
 
+PictureView viewOf(const Frame& frame)
+{
+    PictureView picture{frame.format, {}};
+    for (int p = 0; p < frame.format.planeCount(); p++) {
+        const int width = planeWidth(frame.format, p);
+        picture.planes[static_cast<std::size_t>(p)] = {frame.planes[static_cast<std::size_t>(p)].data(),
+                                                       std::ptrdiff_t{width} * frame.format.bytesPerSample(),
+                                                       width, planeHeight(frame.format, p)};
+    }
+    return picture;
+}
+
 std::vector<Frame> parseY4m(const std::string& bytes)
 {
     std::size_t at = bytes.find('\n');

@@ -20,6 +20,7 @@ struct Frame {
 };
 
 Frame copyOf(const app::PictureView& picture);
+app::PictureView viewOf(const Frame& frame);
 
 // The size of a plane in samples.
 int planeWidth(const app::VideoFormat& format, int plane);
