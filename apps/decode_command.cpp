@@ -8,6 +8,7 @@
 #include "common/md5_output.h"
 #include "common/png_output.h"
 #include "common/progress.h"
+#include "common/rotation.h"
 
 #include <fmt/format.h>
 
@@ -47,7 +48,10 @@ public:
     explicit DecodeRun(const DecodeOptions& options)
         : options_(options), damage_(console_), demuxer_(options.input),
           decoder_(makeDecoder(demuxer_.stream(), damage_, options.settings)), outputs_(makeOutputs(options))
-    {}
+    {
+        if (options.rotation)
+            rotation_.emplace(*options.rotation);
+    }
 
     int execute()
     {
@@ -91,6 +95,8 @@ private:
             picture.format.frameRate = demuxer_.stream().frameRate;
         if (picture.format.sampleAspect.numerator == 0)
             picture.format.sampleAspect = demuxer_.stream().sampleAspect;
+        if (rotation_)
+            picture = rotation_->apply(picture);
         for (const auto& output : outputs_)
             output->write(picture);
         progress_.count();
@@ -116,6 +122,7 @@ private:
     Demuxer demuxer_;
     std::unique_ptr<VideoDecoder> decoder_;
     Outputs outputs_;
+    std::optional<Rotation> rotation_;
     Progress progress_;
 };
 

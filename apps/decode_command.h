@@ -16,8 +16,9 @@ struct DecodeOptions {
     std::optional<PlanarFormat> format; // by the output's name if not given
     std::optional<int64_t> frames;      // stop after so many pictures
     DecoderSettings settings;
-    bool md5 = false;                   // a line a picture on standard output
-    std::string pngFolder;              // empty: no pictures
+    std::optional<int> rotation; // degrees clockwise
+    bool md5 = false;            // a line a picture on standard output
+    std::string pngFolder;       // empty: no pictures
 };
 
 // Returns the exit code. Throws UsageError, InputError, UnsupportedStream or OutputError.

@@ -6,6 +6,7 @@
 #include "decode_command.h"
 #include "encode_command.h"
 #include "info_command.h"
+#include "preview_command.h"
 
 #include <kelvcpx/core.h>
 
@@ -84,6 +85,11 @@ void addDecode(CLI::App& app, Command& command)
     decode->add_flag("--md5", options->md5, "Print the number and the MD5 of every picture");
     decode->add_option("--png", options->pngFolder, "Write every picture as DIR/picture-NNNNN.png")
         ->type_name("DIR");
+    decode
+        ->add_option("--rotate", options->rotation,
+                     "Turn pictures of 4:2:2 clockwise by DEGREES and write 4:2:0")
+        ->check(CLI::IsMember({0, 90, 180, 270}).description(""))
+        ->type_name("DEGREES");
     decode->add_option("--zoom", options->settings.zoom, "DV: pictures of 1/2, 1/4 or 1/8 of the size")
         ->check(CLI::IsMember({2, 4, 8}).description(""))
         ->type_name("2|4|8");
@@ -135,6 +141,23 @@ void addEncode(CLI::App& app, Command& command)
     encode->callback([&command, options] { command = [options] { return runEncode(*options); }; });
 }
 
+void addPreview(CLI::App& app, Command& command)
+{
+    CLI::App* preview = app.add_subcommand("preview", "Draw a contact sheet of a video");
+    auto options = std::make_shared<PreviewOptions>();
+    preview->add_option("INPUT", options->input, inputHelp)->required()->type_name("");
+    preview->add_option("-o,--output", options->output, "PNG file for the sheet")
+        ->required()
+        ->type_name("FILE");
+    preview->add_option("--every", options->every, "Show a picture every so many seconds (1)")
+        ->check(CLI::NonNegativeNumber.description(""))
+        ->type_name("SECONDS");
+    preview->add_option("--scale", options->scale, "Pictures of 1/2, 1/4 (default) or 1/8 of the size")
+        ->check(CLI::IsMember({2, 4, 8}).description(""))
+        ->type_name("2|4|8");
+    preview->callback([&command, options] { command = [options] { return runPreview(*options); }; });
+}
+
 int report(const std::string& message, int exitCode)
 {
     Console().message(message);
@@ -152,6 +175,7 @@ int run(int argc, char** argv)
     addInfo(app, command);
     addDecode(app, command);
     addEncode(app, command);
+    addPreview(app, command);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -30,8 +30,8 @@ public:
 
 // What a decoder may be asked for beside the pictures as they are coded; for DV.
 struct DecoderSettings {
-    int zoom = 1;                              // 2, 4, 8: pictures of half, a quarter, an eighth of the size
-    std::optional<uint32_t> deinterlaceWeight; // of a line, 0..256, against its neighbours
+    int zoom = 1; // 2, 4, 8: pictures of half, a quarter, an eighth of the size
+    std::optional<uint32_t> deinterlaceWeight = {}; // of a line, 0..256, against its neighbours
 
     bool operator==(const DecoderSettings&) const = default;
 };

@@ -72,6 +72,15 @@ struct PlaneView {
 struct PictureView {
     VideoFormat format;
     std::array<PlaneView, 3> planes; // the first format.planeCount() are set
+
+    // A sample as 8 bits, whatever its depth.
+    uint8_t sampleAs8Bits(std::size_t plane, int x, int y) const
+    {
+        const uint8_t* const row = planes[plane].samples + y * planes[plane].step;
+        if (format.bytesPerSample() == 1)
+            return row[x];
+        return static_cast<uint8_t>((row[2 * x] | row[2 * x + 1] << 8) >> (format.bitDepth - 8));
+    }
 };
 
 using PictureSink = std::function<void(const PictureView&)>;

@@ -12,6 +12,18 @@
 
 namespace kelvcpx::app {
 
+void writePng(const std::string& path, int width, int height, std::span<const uint8_t> rgb)
+{
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    image.width = static_cast<png_uint_32>(width);
+    image.height = static_cast<png_uint_32>(height);
+    image.format = PNG_FORMAT_RGB;
+    image.flags = PNG_IMAGE_FLAG_FAST;
+    if (png_image_write_to_file(&image, path.c_str(), 0, rgb.data(), 0, nullptr) == 0)
+        throw OutputError(fmt::format("cannot write {}: {}", path, image.message));
+}
+
 PngOutput::PngOutput(std::filesystem::path folder) : folder_(std::move(folder))
 {
     std::error_code error;
@@ -22,16 +34,8 @@ PngOutput::PngOutput(std::filesystem::path folder) : folder_(std::move(folder))
 
 void PngOutput::write(const PictureView& picture)
 {
-    const std::vector<uint8_t> rgb = toRgb(picture);
-    png_image image{};
-    image.version = PNG_IMAGE_VERSION;
-    image.width = static_cast<png_uint_32>(picture.format.width);
-    image.height = static_cast<png_uint_32>(picture.format.height);
-    image.format = PNG_FORMAT_RGB;
-    image.flags = PNG_IMAGE_FLAG_FAST;
-    const std::string path = (folder_ / fmt::format("picture-{:05}.png", number_++)).string();
-    if (png_image_write_to_file(&image, path.c_str(), 0, rgb.data(), 0, nullptr) == 0)
-        throw OutputError(fmt::format("cannot write {}: {}", path, image.message));
+    writePng((folder_ / fmt::format("picture-{:05}.png", number_++)).string(), picture.format.width,
+             picture.format.height, toRgb(picture));
 }
 
 } // namespace kelvcpx::app

@@ -5,8 +5,13 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <span>
+#include <string>
 
 namespace kelvcpx::app {
+
+// Writes R, G, B bytes row by row. Throws OutputError.
+void writePng(const std::string& path, int width, int height, std::span<const uint8_t> rgb);
 
 class PngOutput : public PictureOutput
 {

@@ -37,16 +37,6 @@ const Factors& factorsOf(const VideoFormat& format)
     return format.matrix == ColourMatrix::bt709 ? bt709 : bt601;
 }
 
-// A sample as 8 bits, whatever its depth.
-int sampleAt(const PictureView& picture, std::size_t plane, int x, int y)
-{
-    const PlaneView& view = picture.planes[plane];
-    const uint8_t* row = view.samples + y * view.step;
-    if (picture.format.bytesPerSample() == 1)
-        return row[x];
-    return (row[2 * x] | row[2 * x + 1] << 8) >> (picture.format.bitDepth - 8);
-}
-
 uint8_t clip(int value)
 {
     return static_cast<uint8_t>(std::clamp((value + 32768) >> 16, 0, 255));
@@ -66,9 +56,9 @@ std::vector<uint8_t> toRgb(const PictureView& picture)
         const int chromaY = y >> chromaShiftY(format.chroma);
         for (int x = 0; x < format.width; x++) {
             const int chromaX = x >> chromaShiftX(format.chroma);
-            const int luma = f.luma * (sampleAt(picture, 0, x, y) - 16);
-            const int cb = colour ? sampleAt(picture, 1, chromaX, chromaY) - 128 : 0;
-            const int cr = colour ? sampleAt(picture, 2, chromaX, chromaY) - 128 : 0;
+            const int luma = f.luma * (picture.sampleAs8Bits(0, x, y) - 16);
+            const int cb = colour ? picture.sampleAs8Bits(1, chromaX, chromaY) - 128 : 0;
+            const int cr = colour ? picture.sampleAs8Bits(2, chromaX, chromaY) - 128 : 0;
             *out++ = clip(luma + f.redCr * cr);
             *out++ = clip(luma - f.greenCb * cb - f.greenCr * cr);
             *out++ = clip(luma + f.blueCb * cb);

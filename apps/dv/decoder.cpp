@@ -98,25 +98,17 @@ void Decoder::decodeFrame(std::span<const uint8_t> frame)
     const PackedPicture picture = planes_->packed();
     int damaged = 0;
     int count = 0;
-    for (int channel = 0; channel < system.channels; channel++) {
-        for (int sequence = 0; sequence < system.sequences; sequence++) {
-            // 1080/50i has video in the last sequence of the first channel alone.
-            if (sequence >= system.sequencesWithVideo ||
-                (system.height == 1080 && sequence == 11 && channel > 0))
-                continue;
-            const std::size_t sequenceStart =
-                static_cast<std::size_t>(channel * system.sequences + sequence) * sequenceBytes;
-            for (int segment = 0; segment < segmentsPerSequence; segment++, count++) {
-                const std::size_t at = sequenceStart + segmentOffset(segment);
-                const bool sound =
-                    at + segmentBytes <= frame.size() &&
-                    segments_->decode(frame.data() + at,
-                                      placesOf(system, header_.firstChannel + channel, sequence, segment),
-                                      picture);
-                damaged += sound ? 0 : 1;
-            }
-        }
-    }
+    forEachSegment(system, [&](int channel, int sequence, int segment) {
+        const std::size_t at =
+            static_cast<std::size_t>(channel * system.sequences + sequence) * sequenceBytes +
+            segmentOffset(segment);
+        const bool sound =
+            at + segmentBytes <= frame.size() &&
+            segments_->decode(frame.data() + at,
+                              placesOf(system, header_.firstChannel + channel, sequence, segment), picture);
+        damaged += sound ? 0 : 1;
+        count++;
+    });
     if (damaged > 0)
         report(fmt::format("{} of {} video segments are damaged", damaged, count));
 }

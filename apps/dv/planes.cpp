@@ -1,5 +1,7 @@
 #include "dv/planes.h"
 
+#include <kelvcpx/convert.h>
+
 #include <algorithm>
 #include <cstddef>
 
@@ -7,6 +9,8 @@ namespace kelvcpx::app::dv {
 namespace {
 
 constexpr uint8_t grey = 128;
+
+constexpr int superblockLines = 48; // of standard definition; in any picture no slice is too small
 
 } // namespace
 
@@ -22,9 +26,32 @@ Planes::Planes(const System& system, int zoom)
     }
 }
 
-void Planes::update(std::optional<uint32_t>)
+void Planes::update(std::optional<uint32_t> deinterlaceWeight)
 {
-    unpack(0, height_);
+    isFiltered_ = deinterlaceWeight.has_value();
+    const int sliceRows = superblockLines / zoom_;
+    for (int row = 0; row < height_; row += sliceRows) {
+        const int rows = std::min(sliceRows, height_ - row);
+        unpack(row, rows);
+        if (isFiltered_)
+            filterSlice(row, rows, *deinterlaceWeight);
+    }
+}
+
+// Filters while the slice is still in the cache.
+void Planes::filterSlice(int firstRow, int rows, uint32_t weight)
+{
+    constexpr int32_t firstSlice = 1;
+    constexpr int32_t middleSlice = 4;
+    constexpr int32_t lastSlice = 16;
+    const int32_t layout = firstRow == 0 ? firstSlice : firstRow + rows == height_ ? lastSlice : middleSlice;
+    for (Plane& plane : planes_) {
+        plane.filtered.resize(plane.samples.size());
+        const std::ptrdiff_t at = std::ptrdiff_t{plane.width} * firstRow;
+        keliDeinterlaceFilterTriangle_8u_C1R(plane.samples.data() + at, plane.width,
+                                             plane.filtered.data() + at, plane.width, {plane.width, rows},
+                                             weight, layout);
+    }
 }
 
 void Planes::unpack(int firstRow, int rows)

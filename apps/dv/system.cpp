@@ -170,6 +170,11 @@ const System* findSystem(bool is50Hz, uint8_t type, uint8_t application)
 
 } // namespace
 
+std::span<const System> knownSystems()
+{
+    return systems;
+}
+
 std::size_t System::frameBytes() const
 {
     return static_cast<std::size_t>(channels) * static_cast<std::size_t>(sequences) * sequenceBytes;

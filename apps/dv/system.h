@@ -37,6 +37,8 @@ struct System {
     std::size_t frameBytes() const;
 };
 
+std::span<const System> knownSystems();
+
 // What the headers of a frame say.
 struct FrameHeader {
     const System* system = nullptr; // null if they are of no known system
