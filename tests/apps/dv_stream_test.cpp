@@ -191,6 +191,30 @@ std::string streamName(const testing::TestParamInfo<DvStream>& info)
 
 INSTANTIATE_TEST_SUITE_P(Ffmpeg, DvStreams, testing::ValuesIn(streams), streamName);
 
+// Filtered in slices, the picture is what the filter makes of it as a whole.
+TEST(DvDeinterlacing, FiltersEveryPlane)
+{
+    const fs::path clip = makeClip("combs.dv", "-f lavfi -i testsrc2=size=720x480:rate=60000/1001 -vf "
+                                               "tinterlace=interleave_bottom -frames:v 2 -pix_fmt yuv411p "
+                                               "-c:v dvvideo -flags +ildct");
+    for (const int zoom : {1, 8}) {
+        const Frame plain = decodeWith(clip, {.zoom = zoom}).frames.at(1);
+        constexpr int weight = 101;
+        const Frame filtered = decodeWith(clip, {.zoom = zoom, .deinterlaceWeight = weight}).frames.at(1);
+        Frame expected = plain;
+        for (std::size_t plane = 0; plane < 3; plane++) {
+            const auto width = static_cast<std::size_t>(planeWidth(plain.format, static_cast<int>(plane)));
+            const std::vector<uint8_t>& source = plain.planes[plane];
+            for (std::size_t i = width; i + width < source.size(); i++)
+                expected.planes[plane][i] = static_cast<uint8_t>(
+                    ((source[i - width] + source[i + width]) * ((256 - weight) / 2) + source[i] * weight) /
+                    256);
+        }
+        EXPECT_EQ(differences(filtered, expected), "") << "zoom " << zoom;
+        EXPECT_NE(differences(filtered, plain), "");
+    }
+}
+
 // Frames that break off, lose their header or have damaged segments are shown as far as they go; the rest is
 // that of the frame before.
 TEST(DvDamage, IsConcealedByTheFrameBefore)
