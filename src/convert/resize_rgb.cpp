@@ -37,24 +37,33 @@ using Pairs = U16x8; // two bytes are moved as one
     return std::bit_cast<U8x16>(pairs);
 }
 
-// The means of neighbours.
-template <std::size_t n>
-[[gnu::always_inline]] inline Samples<n / 2> halve(const Samples<n>& v)
+// What two samples become: the first of them, or their mean.
+enum class Interpolation : int32_t { first = 1, mean = 2 };
+
+template <Interpolation interpolation>
+[[gnu::always_inline]] inline U8x16 merge(U8x16 a, U8x16 b)
 {
-    Samples<n / 2> means;
-    for (std::size_t i = 0; i < n / 2; i++)
-        means[i] = average(evenBytes(v[2 * i], v[2 * i + 1]), oddBytes(v[2 * i], v[2 * i + 1]));
-    return means;
+    return interpolation == Interpolation::first ? a : average(a, b);
 }
 
-// The means of samples two apart: of each component, where two alternate.
-template <std::size_t n>
+// Merges neighbours.
+template <Interpolation interpolation, std::size_t n>
+[[gnu::always_inline]] inline Samples<n / 2> halve(const Samples<n>& v)
+{
+    Samples<n / 2> half;
+    for (std::size_t i = 0; i < n / 2; i++)
+        half[i] = merge<interpolation>(evenBytes(v[2 * i], v[2 * i + 1]), oddBytes(v[2 * i], v[2 * i + 1]));
+    return half;
+}
+
+// Merges samples two apart: those of each component, where two alternate.
+template <Interpolation interpolation, std::size_t n>
 [[gnu::always_inline]] inline Samples<n / 2> halvePairs(const Samples<n>& v)
 {
-    Samples<n / 2> means;
+    Samples<n / 2> half;
     for (std::size_t i = 0; i < n / 2; i++)
-        means[i] = average(evenPairs(v[2 * i], v[2 * i + 1]), oddPairs(v[2 * i], v[2 * i + 1]));
-    return means;
+        half[i] = merge<interpolation>(evenPairs(v[2 * i], v[2 * i + 1]), oddPairs(v[2 * i], v[2 * i + 1]));
+    return half;
 }
 
 using kelvcpx::average;
@@ -86,8 +95,8 @@ template <int rows, class RowAt>
 template <int factor>
 using PackedRow = Samples<2 * factor>;
 
-template <int factor>
-[[gnu::always_inline]] inline Reduced meanOfColumns(const PackedRow<factor>& row)
+template <int factor, Interpolation interpolation>
+[[gnu::always_inline]] inline Reduced reduceColumns(const PackedRow<factor>& row)
 {
     Samples<factor> luma;
     Samples<factor> chroma;
@@ -95,12 +104,14 @@ template <int factor>
         luma[i] = oddBytes(row[2 * i], row[2 * i + 1]);
         chroma[i] = evenBytes(row[2 * i], row[2 * i + 1]);
     }
+    const auto samples = [](const auto& v) { return halve<interpolation>(v); };
+    const auto pairs = [](const auto& v) { return halvePairs<interpolation>(v); };
     if constexpr (factor == 2)
-        return {halve(luma)[0], halvePairs(chroma)[0]};
+        return {samples(luma)[0], pairs(chroma)[0]};
     else if constexpr (factor == 4)
-        return {halve(halvePairs(luma))[0], halvePairs(halvePairs(chroma))[0]};
+        return {samples(pairs(luma))[0], pairs(pairs(chroma))[0]};
     else
-        return {halve(halve(halve(luma)))[0], halvePairs(halvePairs(halvePairs(chroma)))[0]};
+        return {samples(samples(samples(luma)))[0], pairs(pairs(pairs(chroma)))[0]};
 }
 
 struct Source {
@@ -110,53 +121,43 @@ struct Source {
     const uint8_t* row(int y) const { return rowAt(samples, step, y); }
 };
 
+template <int factor, Interpolation interpolation>
+constexpr int rowsOfArea = interpolation == Interpolation::first ? 1 : factor;
+
 // By a factor of 8 rows are averaged first, by others columns.
-template <int factor>
-Reduced averageArea(const Source& src)
+template <int factor, Interpolation interpolation>
+Reduced reduceGroup(const Source& src)
 {
+    constexpr int rows = rowsOfArea<factor, interpolation>;
     if constexpr (factor == 8) {
         PackedRow<factor> row;
         for (std::size_t i = 0; i < row.size(); i++)
-            row[i] = meanOfRows<factor>([&](int y) { return loadUnaligned<U8x16>(src.row(y) + 16 * i); });
-        return meanOfColumns<factor>(row);
+            row[i] = meanOfRows<rows>([&](int y) { return loadUnaligned<U8x16>(src.row(y) + 16 * i); });
+        return reduceColumns<factor, interpolation>(row);
     } else {
-        return meanOfRows<factor>(
-            [&](int y) { return meanOfColumns<factor>(loadUnaligned<PackedRow<factor>>(src.row(y))); });
+        return meanOfRows<rows>([&](int y) {
+            return reduceColumns<factor, interpolation>(loadUnaligned<PackedRow<factor>>(src.row(y)));
+        });
     }
 }
 
 // The same of fewer pixels than a group has. The chroma of the last one, if it is half a pair, is that of its
 // own units: they take the place of those that are missing.
-template <int factor>
-Reduced averagePartOfArea(const Source& src, int32_t pixels)
+template <int factor, Interpolation interpolation>
+Reduced reducePartOfGroup(const Source& src, int32_t pixels)
 {
+    constexpr int rows = rowsOfArea<factor, interpolation>;
     constexpr std::ptrdiff_t bytesPerPixel = 2 * factor;
     constexpr std::ptrdiff_t step = groupSize * bytesPerPixel;
-    std::array<uint8_t, factor * step> copy{};
+    std::array<uint8_t, rows * step> copy{};
     const std::ptrdiff_t bytes = pixels * bytesPerPixel;
-    for (int y = 0; y < factor; y++) {
+    for (int y = 0; y < rows; y++) {
         uint8_t* const row = copy.data() + y * step;
         std::copy_n(src.row(y), bytes, row);
         if (pixels % 2 != 0)
             std::copy_n(row + bytes - bytesPerPixel, bytesPerPixel, row + bytes);
     }
-    return averageArea<factor>({copy.data(), step});
-}
-
-// The first sample of each area.
-template <int factor>
-Reduced pickFirst(const Source& src, int32_t pixels)
-{
-    std::array<uint8_t, groupSize> luma{};
-    std::array<uint8_t, groupSize> chroma{};
-    for (int32_t i = 0; i < pixels; i++) {
-        const auto pixel = static_cast<std::size_t>(i);
-        const std::size_t pair = pixel - pixel % 2;
-        luma[pixel] = src.samples[2 * factor * pixel + 1];
-        chroma[pair] = src.samples[2 * factor * pair];
-        chroma[pair + 1] = src.samples[2 * factor * pair + 2];
-    }
-    return {std::bit_cast<U8x16>(luma), std::bit_cast<U8x16>(chroma)};
+    return reduceGroup<factor, interpolation>({copy.data(), step});
 }
 
 // 32-bit products of eight numbers.
@@ -211,32 +212,29 @@ std::array<uint16_t, groupSize> toRgb(const Reduced& pixels)
                    half(widenHigh(luma), red.high, green.high, blue.high)});
 }
 
-enum class Interpolation : int32_t { first = 1, mean = 2 };
-
-struct Conversion {
-    Interpolation interpolation;
-    bool rgb555;
-};
-
-template <int factor>
-Reduced reduce(const Source& src, int32_t pixels, Interpolation interpolation)
-{
-    if (interpolation == Interpolation::first)
-        return pickFirst<factor>(src, pixels);
-    return pixels == groupSize ? averageArea<factor>(src) : averagePartOfArea<factor>(src, pixels);
-}
-
-template <int factor>
-void resize(const Source& src, RoiSize size, const RotatedPlane<uint16_t>& dst, const Conversion& conversion)
+template <int factor, Interpolation interpolation>
+void resize(const Source& src, RoiSize size, const RotatedPlane<uint16_t>& dst, bool rgb555)
 {
     for (int32_t y = 0; y < size.height; y++)
         for (int32_t x = 0; x < size.width; x += groupSize) {
             const int32_t pixels = std::min(groupSize, size.width - x);
             const Source area{src.row(factor * y) + std::ptrdiff_t{2} * factor * x, src.step};
-            const Reduced reduced = reduce<factor>(area, pixels, conversion.interpolation);
-            const auto rgb = conversion.rgb555 ? toRgb<5>(reduced) : toRgb<6>(reduced);
+            const Reduced reduced = pixels == groupSize
+                                        ? reduceGroup<factor, interpolation>(area)
+                                        : reducePartOfGroup<factor, interpolation>(area, pixels);
+            const auto rgb = rgb555 ? toRgb<5>(reduced) : toRgb<6>(reduced);
             dst.storeRow(x, y, rgb.data(), pixels);
         }
+}
+
+using Kernel = void (*)(const Source& src, RoiSize size, const RotatedPlane<uint16_t>& dst, bool rgb555);
+
+template <Interpolation interpolation>
+Kernel kernelFor(int32_t factor)
+{
+    return factor == 2   ? resize<2, interpolation>
+           : factor == 4 ? resize<4, interpolation>
+                         : resize<8, interpolation>;
 }
 
 } // namespace
@@ -262,7 +260,8 @@ Status keliResizeCCRotate_8u_C2R(const uint8_t* pSrc, int32_t srcStep, RoiSize r
     const RoiSize reduced{roiSize.width / factor, roiSize.height / factor};
     const RotatedPlane<uint16_t> dst(pDst, dstStep, reduced.width, reduced.height,
                                      static_cast<Rotation>(rotation));
-    const auto kernel = factor == 2 ? resize<2> : factor == 4 ? resize<4> : resize<8>;
-    kernel({pSrc, srcStep}, reduced, dst, {static_cast<Interpolation>(interpolation), rgb555 != 0});
+    const Kernel kernel =
+        interpolation == 1 ? kernelFor<Interpolation::first>(factor) : kernelFor<Interpolation::mean>(factor);
+    kernel({pSrc, srcStep}, reduced, dst, rgb555 != 0);
     return roiSize.width % 2 != 0 || roiSize.height % 2 != 0 ? StatusWarnOddSize : StatusOk;
 }
