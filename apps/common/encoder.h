@@ -12,11 +12,11 @@ namespace kelvcpx::app {
 
 // What the person at the command line asked for; what is left open, each encoder decides.
 struct EncoderSettings {
-    std::optional<int> qp;          // constant quantiser, in the units of the standard
-    std::optional<int64_t> bitRate; // bits a second; excludes qp
-    std::optional<int> groupSize;   // pictures from one intra picture to the next
-    std::optional<int> bFrames;     // B pictures in a row
-    bool high = false;              // with the tools of the standard's High profile
+    std::optional<int> qp{};          // constant quantiser, in the units of the standard
+    std::optional<int64_t> bitRate{}; // bits a second; excludes qp
+    std::optional<int> groupSize{};   // pictures from one intra picture to the next
+    std::optional<int> bFrames{};     // B pictures in a row
+    bool high = false;                // with the tools of the standard's High profile
 };
 
 // Where an encoder puts its results.

@@ -1,6 +1,7 @@
 // The H.264 encoder against two decoders, ours and an independent one: both show exactly what the encoder
 // reconstructed.
 #include "apps/support/clip.h"
+#include "apps/support/encode.h"
 #include "apps/support/frames.h"
 #include "support/random.h"
 
@@ -32,24 +33,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct EncodedStream {
-    std::vector<uint8_t> bytes;
-    std::vector<Frame> reconstruction;
-};
-
-EncodedStream encode(const std::vector<Frame>& pictures, const app::EncoderSettings& settings)
+EncodedVideo encode(const std::vector<Frame>& pictures, const app::EncoderSettings& settings)
 {
-    EncodedStream result;
-    const app::EncoderOutput output{
-        [&](std::span<const uint8_t> bytes) {
-            result.bytes.insert(result.bytes.end(), bytes.begin(), bytes.end());
-        },
-        [&](const app::PictureView& picture) { result.reconstruction.push_back(copyOf(picture)); }};
-    const auto encoder = app::makeEncoder("h264", pictures.at(0).format, settings);
-    for (const Frame& picture : pictures)
-        encoder->encode(viewOf(picture), output);
-    encoder->flush(output);
-    return result;
+    return encodeInProcess("h264", pictures, settings);
 }
 
 std::vector<Frame> readSource(const fs::path& path)
@@ -73,7 +59,7 @@ void expectSamePictures(const std::vector<Frame>& pictures, const std::vector<Fr
         ASSERT_EQ(differences(pictures[i], expected[i]), "") << "picture " << i;
 }
 
-void expectDecodesToReconstruction(const std::string& name, const EncodedStream& stream)
+void expectDecodesToReconstruction(const std::string& name, const EncodedVideo& stream)
 {
     const DecodedStream ours = decodeInProcess("h264", stream.bytes);
     EXPECT_EQ(ours.damage, std::vector<std::string>());
@@ -134,7 +120,7 @@ TEST_P(H264Encoder, MakesWhatDecodesToItsReconstruction)
         app::EncoderSettings settings;
         settings.qp = qp;
         settings.high = high;
-        const EncodedStream stream = encode(pictures, settings);
+        const EncodedVideo stream = encode(pictures, settings);
         const std::string name = source.name + (high ? "High" : "") + std::to_string(qp);
         ASSERT_NO_FATAL_FAILURE(expectDecodesToReconstruction(name, stream));
 
@@ -158,7 +144,7 @@ TEST(H264EncoderSettings, PlaceIntraPictures)
     for (const auto& [period, types] : {std::pair{1, "IIIIIIIIII"}, {4, "IPPPIPPPIP"}, {250, "IPPPPPPPPP"}}) {
         app::EncoderSettings settings;
         settings.groupSize = period;
-        const EncodedStream stream = encode(pictures, settings);
+        const EncodedVideo stream = encode(pictures, settings);
         const std::string name = "Period" + std::to_string(period);
         EXPECT_NO_FATAL_FAILURE(expectDecodesToReconstruction(name, stream));
         EXPECT_EQ(pictureTypes(store(name, stream.bytes)), types);
@@ -188,7 +174,7 @@ TEST(H264EncoderSettings, RoundSizesUpToEvenOnes)
                        picture.planes[0].begin() + y * 176 + 175);
         picture.planes[0] = cut;
     }
-    const EncodedStream stream = encode(pictures, {});
+    const EncodedVideo stream = encode(pictures, {});
     EXPECT_EQ(stream.reconstruction[0].format.width, 176);
     EXPECT_EQ(stream.reconstruction[0].format.height, 144);
     EXPECT_NO_FATAL_FAILURE(expectDecodesToReconstruction("Odd", stream));

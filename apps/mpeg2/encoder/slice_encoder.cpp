@@ -21,11 +21,7 @@ SliceEncoder::SliceEncoder(const PictureCoding& coding, BitWriter& bits)
 
 void SliceEncoder::encode(int row, int scaleCode)
 {
-    constexpr int tallPicture = 2800; // whose slices say more about their row
-    const bool tall = coding_.sequence.height > tallPicture;
-    bits_.startCode(firstSliceStart + (tall ? row & 127 : row));
-    if (tall)
-        bits_.put(row >> 7, 3);
+    bits_.startCode(firstSliceStart + row);
     bits_.put(scaleCode, 5);
     bits_.put(0, 1); // extra_bit_slice
     blockCoder_.setScale(2 * scaleCode);
