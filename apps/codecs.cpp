@@ -8,6 +8,7 @@
 #include "h264/encoder/encoder.h"
 #include "mpeg2/decoder.h"
 #include "mpeg2/encoder/encoder.h"
+#include "mpeg4/decoder.h"
 
 #include <fmt/format.h>
 
@@ -70,6 +71,7 @@ constexpr Codec codecs[] = {
     {"h264", makeH264Decoder},
     {"mpeg1video", headersFirst<mpeg2::makeDecoder>},
     {"mpeg2video", headersFirst<mpeg2::makeDecoder>},
+    {"mpeg4", headersFirst<mpeg4::makeDecoder>},
 };
 
 using MakeEncoder = std::unique_ptr<VideoEncoder> (*)(const VideoFormat&, const EncoderSettings&);
