@@ -3,7 +3,9 @@
 #include "common/errors.h"
 #include "dv/decoder.h"
 #include "h261/decoder.h"
+#include "h261/encoder.h"
 #include "h263/decoder.h"
+#include "h263/encoder.h"
 #include "h264/decoder.h"
 #include "h264/encoder/encoder.h"
 #include "mpeg2/decoder.h"
@@ -82,6 +84,8 @@ struct EncoderEntry {
 };
 
 constexpr EncoderEntry encoders[] = {
+    {"h261", h261::makeEncoder},
+    {"h263", h263::makeEncoder},
     {"h264", h264::makeEncoder},
     {"mpeg2", mpeg2::makeEncoder},
 };

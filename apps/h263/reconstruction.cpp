@@ -27,7 +27,7 @@ BlockPlace placeOf(int block, int column, int row)
 }
 
 // Keeps a vector from leaving the margin, where all samples of a row, or of a column, are the same.
-MotionVector withinMargin(Vector vector, const PaddedFrame::Plane& plane, int x, int y)
+::MotionVector withinMargin(Vector vector, const PaddedFrame::Plane& plane, int x, int y)
 {
     constexpr int reach = 2 * 16;
     const int horizontal = std::clamp(vector.x, -reach - 2 * x, 2 * (plane.width - x) + reach / 2);
@@ -132,8 +132,8 @@ void Reconstruction::predictOverlapped(const Macroblock& macroblock, int column,
         const auto limited = [&](const Vector& vector) {
             return withinMargin(vector, from, place.x, place.y);
         };
-        const std::array<MotionVector, 5> vectors = {limited(own[i]), limited(left), limited(right),
-                                                     limited(above), limited(below)};
+        const std::array<::MotionVector, 5> vectors = {limited(own[i]), limited(left), limited(right),
+                                                       limited(above), limited(below)};
         keliOBMC8x8HP_MPEG4_8u_C1R(from.at(place.x, place.y), from.step, to.at(place.x, place.y), to.step,
                                    &vectors[0], &vectors[1], &vectors[2], &vectors[3], &vectors[4],
                                    context_.header.rounding);

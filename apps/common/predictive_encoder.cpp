@@ -1,0 +1,172 @@
+#include "common/predictive_encoder.h"
+
+#include "common/errors.h"
+#include "common/forward_dct.h"
+#include "common/motion_search.h"
+
+#include <kelvcpx/h263.h>
+#include <kelvcpx/metrics.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+
+namespace kelvcpx::app {
+namespace {
+
+constexpr int defaultQp = 5;
+constexpr int defaultGroupSize = 12;
+
+struct BlockPlace {
+    std::size_t plane;
+    int x; // in the macroblock
+    int y;
+};
+
+BlockPlace placeOf(std::size_t block)
+{
+    const int index = static_cast<int>(block);
+    return block < 4 ? BlockPlace{0, 8 * (index & 1), 8 * (index >> 1)} : BlockPlace{block - 3, 0, 0};
+}
+
+} // namespace
+
+PredictiveEncoder::PredictiveEncoder(const VideoFormat& format, const EncoderSettings& settings,
+                                     MakeDecoder makeDecoder)
+    : format_(format), qp_(settings.qp.value_or(defaultQp)),
+      groupSize_(settings.groupSize.value_or(defaultGroupSize)), source_(format), reference_(format),
+      decoder_(makeDecoder(*this))
+{
+    if (format.chroma != ChromaFormat::yuv420 || format.bitDepth != 8)
+        throw UnsupportedStream("only 4:2:0 pictures of 8 bits can be encoded to H.261 and H.263");
+    if (settings.bitRate)
+        throw UsageError("H.261 and H.263 are encoded with a constant quantiser only");
+    if (settings.bFrames.value_or(0) != 0)
+        throw UsageError("H.261 and H.263 are encoded without B pictures");
+    if (qp_ < 1 || qp_ > 31)
+        throw UsageError(fmt::format("the quantiser {} is outside 1..31", qp_));
+    if (groupSize_ < 1 || groupSize_ > 132) // each macroblock has to be refreshed so often (H.263 4.4)
+        throw UsageError(fmt::format("the group size {} is outside 1..132", groupSize_));
+}
+
+void PredictiveEncoder::encode(const PictureView& picture, const EncoderOutput& output)
+{
+    copySource(picture);
+    const std::vector<uint8_t> bytes = encodePicture(number_ % groupSize_ == 0);
+    output.bytes(bytes);
+    decoder_->decode(bytes, [&](const PictureView& decoded) {
+        for (std::size_t i = 0; i < 3; i++) {
+            const PlaneView& from = decoded.planes[i];
+            const PaddedFrame::Plane& to = reference_.plane(i);
+            for (int y = 0; y < from.height; y++)
+                std::memcpy(to.at(0, y), from.samples + y * from.step, static_cast<std::size_t>(from.width));
+        }
+        if (output.reconstruction) {
+            PictureView shown = decoded;
+            shown.format.frameRate = format_.frameRate;
+            output.reconstruction(shown);
+        }
+    });
+    number_++;
+}
+
+void PredictiveEncoder::damaged(const std::string& message)
+{
+    throw std::logic_error("the encoder writes a stream that cannot be decoded: " + message);
+}
+
+// The last columns and rows go on to the edges of the macroblocks.
+void PredictiveEncoder::copySource(const PictureView& picture)
+{
+    for (std::size_t i = 0; i < 3; i++) {
+        const PlaneView& from = picture.planes[i];
+        const PaddedFrame::Plane& to = source_.plane(i);
+        for (int y = 0; y < to.height; y++) {
+            uint8_t* const row = to.at(0, y);
+            std::memcpy(row, from.samples + from.step * std::min(y, from.height - 1),
+                        static_cast<std::size_t>(from.width));
+            std::fill(row + from.width, row + to.width, row[from.width - 1]);
+        }
+    }
+}
+
+int64_t PredictiveEncoder::temporalReference() const
+{
+    if (format_.frameRate.numerator <= 0)
+        return number_;
+    const double pictureRate =
+        static_cast<double>(format_.frameRate.numerator) / static_cast<double>(format_.frameRate.denominator);
+    return static_cast<int64_t>(static_cast<double>(number_) * 30000.0 / 1001.0 / pictureRate + 0.5);
+}
+
+MotionVector PredictiveEncoder::searchVector(int column, int row, int reach,
+                                             std::span<const MotionVector> candidates, MotionVector predicted,
+                                             int& sad) const
+{
+    const PaddedFrame::Plane& from = reference_.plane(0);
+    const PaddedFrame::Plane& to = source_.plane(0);
+    const int x = 16 * column;
+    const int y = 16 * row;
+    const SearchBlock block = {to.at(x, y),
+                               to.step,
+                               from.at(x, y),
+                               from.step,
+                               16,
+                               {std::max(-reach, -2 * x), std::min(reach - 1, 2 * (format_.width - 16 - x)),
+                                std::max(-reach, -2 * y),
+                                std::min(reach - 1, 2 * (format_.height - 16 - y))}};
+    const FoundVector found = searchMotion(block, candidates, VectorCost{predicted, std::max(1, qp_ / 2)});
+    sad = found.sad;
+    return found.vector;
+}
+
+bool PredictiveEncoder::intraIsBetter(int column, int row, int sad) const
+{
+    constexpr int intraPenalty = 500; // intra macroblocks take more bits
+    const PaddedFrame::Plane& plane = source_.plane(0);
+    int32_t deviation = 0; // from the mean, of all samples together
+    keliMeanAbsDev16x16_8u32s_C1R(plane.at(16 * column, 16 * row), plane.step, &deviation);
+    return deviation + intraPenalty < sad;
+}
+
+void PredictiveEncoder::quantiseIntra(int column, int row, MacroblockLevels& levels) const
+{
+    alignas(32) std::array<int16_t, 64> samples;
+    for (std::size_t i = 0; i < 6; i++) {
+        const BlockPlace place = placeOf(i);
+        const PaddedFrame::Plane& plane = source_.plane(place.plane);
+        const int size = place.plane == 0 ? 16 : 8;
+        for (std::size_t k = 0; k < 64; k++)
+            samples[k] = *plane.at(size * column + place.x + static_cast<int>(k % 8),
+                                   size * row + place.y + static_cast<int>(k / 8));
+        forwardDct(samples.data(), 8 * sizeof(int16_t), levels.blocks[i]);
+        keliQuantIntra_H263_16s_C1I(levels.blocks[i].data(), qp_, &levels.counts[i], 0, 0);
+    }
+}
+
+void PredictiveEncoder::quantiseInter(int column, int row, const PredictedMacroblock& predicted,
+                                      MacroblockLevels& levels) const
+{
+    constexpr int32_t step = 8 * sizeof(int16_t);
+    alignas(32) std::array<int16_t, 64> difference;
+    for (std::size_t i = 0; i < 6; i++) {
+        const BlockPlace place = placeOf(i);
+        const PaddedFrame::Plane& plane = source_.plane(place.plane);
+        const int size = place.plane == 0 ? 16 : 8;
+        const uint8_t* const prediction =
+            place.plane == 0 ? &predicted.luma[static_cast<std::size_t>(16 * place.y + place.x)]
+                             : predicted.chroma[place.plane - 1].data();
+        int32_t sad;
+        keliSubSAD8x8_8u16s_C1R(plane.at(size * column + place.x, size * row + place.y), plane.step,
+                                prediction, size, difference.data(), step, &sad);
+        auto& block = levels.blocks[i];
+        forwardDct(difference.data(), step, block);
+        for (int16_t& coefficient : block) // to the 12 bits that the quantiser is made for
+            coefficient = std::clamp<int16_t>(coefficient, -2047, 2047);
+        keliQuantInter_H263_16s_C1I(block.data(), qp_, &levels.counts[i], 0);
+    }
+}
+
+} // namespace kelvcpx::app

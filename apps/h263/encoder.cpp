@@ -1,0 +1,236 @@
+#include "h263/encoder.h"
+
+#include "common/code_writer.h"
+#include "common/predictive_encoder.h"
+#include "h263/chroma_vector.h"
+#include "h263/code_tables.h"
+#include "h263/decoder.h"
+
+#include <kelvcpx/block.h>
+#include <kelvcpx/h263.h>
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+
+namespace kelvcpx::app::h263 {
+namespace {
+
+using HalfVector = app::MotionVector;
+
+constexpr int reach = 32; // of vectors, in half samples
+constexpr uint32_t customFormat = 6;
+constexpr int32_t typeInter = 0;
+constexpr int32_t typeIntra = 3;
+
+struct Size {
+    int width;
+    int height;
+};
+constexpr std::array<Size, 5> standardSizes = {{{128, 96}, {176, 144}, {352, 288}, {704, 576}, {1408, 1152}}};
+
+// The code of a source format (5.1.3).
+uint32_t formatCode(const VideoFormat& format)
+{
+    const auto found = std::find_if(standardSizes.begin(), standardSizes.end(), [&](Size size) {
+        return size.width == format.width && size.height == format.height;
+    });
+    return found != standardSizes.end() ? static_cast<uint32_t>(found - standardSizes.begin()) + 1
+                                        : customFormat;
+}
+
+void check(const VideoFormat& format)
+{
+    const bool fits = format.width % 4 == 0 && format.height % 4 == 0 && format.width <= 2048 &&
+                      format.height <= 1152 && format.width >= 16 && format.height >= 16;
+    if (!fits)
+        throw UnsupportedStream("H.263 pictures have multiples of 4 as their sizes, up to 2048x1152");
+}
+
+int median(int a, int b, int c)
+{
+    return std::max(std::min(a, b), std::min(std::max(a, b), c));
+}
+
+class Encoder : public PredictiveEncoder
+{
+public:
+    Encoder(const VideoFormat& format, const EncoderSettings& settings)
+        : PredictiveEncoder(format, settings, makeDecoder), wide_((format.width + 15) / 16),
+          high_((format.height + 15) / 16)
+    {}
+
+private:
+    std::vector<uint8_t> encodePicture(bool intra) override;
+    void writePictureHeader(bool intra);
+    void writeExtendedType(bool intra);
+    void encodeMacroblock(int column, int row, bool intraPicture);
+    bool encodeInter(int column, int row);
+    void encodeIntra(int column, int row, bool intraPicture);
+    void predict(int column, int row, HalfVector vector);
+    HalfVector vectorAt(int column, int row) const;
+    HalfVector predictedVector(int column, int row) const;
+    void writeDifference(int difference);
+
+    int wide_;
+    int high_;
+    CodeWriter writer_;
+    std::vector<HalfVector> vectors_;
+    MacroblockLevels levels_;
+    PredictedMacroblock predicted_;
+};
+
+std::vector<uint8_t> Encoder::encodePicture(bool intra)
+{
+    vectors_.assign(static_cast<std::size_t>(wide_) * static_cast<std::size_t>(high_), {});
+    writePictureHeader(intra);
+    for (int row = 0; row < high_; row++)
+        for (int column = 0; column < wide_; column++)
+            encodeMacroblock(column, row, intra);
+    return writer_.take();
+}
+
+// 5.1.
+void Encoder::writePictureHeader(bool intra)
+{
+    const uint32_t format = formatCode(this->format());
+    writer_.put(0b100000, 22); // PSC
+    writer_.put(static_cast<uint32_t>(temporalReference() & 0xFF), 8);
+    writer_.put(0b10000, 5);
+    if (format == customFormat) {
+        writeExtendedType(intra);
+    } else {
+        writer_.put(format, 3);
+        writer_.put(intra ? 0b00000 : 0b10000, 5);
+        writer_.put(static_cast<uint32_t>(qp()), 5);
+        writer_.put(0, 1); // CPM
+    }
+    writer_.put(0, 1); // PEI
+}
+
+// PLUSPTYPE with a custom picture format of square samples, and PQUANT.
+void Encoder::writeExtendedType(bool intra)
+{
+    writer_.put(0b111, 3);
+    writer_.put(0b001, 3); // UFEP
+    writer_.put(customFormat, 3);
+    writer_.put(0b00000000000, 11); // no optional mode
+    writer_.put(0b1000, 4);
+    writer_.put(intra ? 0b000 : 0b001, 3);
+    writer_.put(0b000001, 6);
+    writer_.put(0, 1);      // CPM
+    writer_.put(0b0001, 4); // sample aspect ratio
+    writer_.put(static_cast<uint32_t>(format().width / 4 - 1), 9);
+    writer_.put(1, 1);
+    writer_.put(static_cast<uint32_t>(format().height / 4), 9);
+    writer_.put(static_cast<uint32_t>(qp()), 5);
+}
+
+void Encoder::encodeMacroblock(int column, int row, bool intraPicture)
+{
+    if (intraPicture || !encodeInter(column, row))
+        encodeIntra(column, row, intraPicture);
+}
+
+// False if the macroblock had better be intra.
+bool Encoder::encodeInter(int column, int row)
+{
+    const HalfVector predicted = predictedVector(column, row);
+    const std::array<HalfVector, 3> candidates = {predicted, vectorAt(column - 1, row),
+                                                  vectorAt(column, row - 1)};
+    int sad;
+    const HalfVector vector = searchVector(column, row, reach, candidates, predicted, sad);
+    if (intraIsBetter(column, row, sad))
+        return false;
+    predict(column, row, vector);
+    quantiseInter(column, row, predicted_, levels_);
+    uint32_t pattern = 0;
+    for (const int32_t count : levels_.counts)
+        pattern = pattern << 1 | (count > 0 ? 1 : 0);
+    vectors_[static_cast<std::size_t>(row * wide_ + column)] = vector;
+    const bool skipped = pattern == 0 && vector == HalfVector{};
+    writer_.put(skipped ? 1 : 0, 1); // COD
+    if (skipped)
+        return true;
+    writer_.put(codeRows.mcbpcInter, 4 * typeInter + static_cast<int32_t>(pattern & 3));
+    writer_.put(codeRows.cbpy, static_cast<int32_t>(pattern >> 2 ^ 15));
+    writeDifference(vector.x - predicted.x);
+    writeDifference(vector.y - predicted.y);
+    for (std::size_t i = 0; i < 6; i++)
+        if (levels_.counts[i] > 0)
+            writer_.putBlock([&](uint8_t** at, int32_t* offset) {
+                return keliEncodeCoeffsInter_H263_16s1u(levels_.blocks[i].data(), at, offset,
+                                                        levels_.counts[i], 0, 0);
+            });
+    return true;
+}
+
+void Encoder::encodeIntra(int column, int row, bool intraPicture)
+{
+    quantiseIntra(column, row, levels_);
+    uint32_t pattern = 0;
+    for (const int32_t count : levels_.counts) // the DC is one of them
+        pattern = pattern << 1 | (count > 1 ? 1 : 0);
+    if (!intraPicture)
+        writer_.put(0, 1); // COD
+    writer_.put(intraPicture ? codeRows.mcbpcIntra : codeRows.mcbpcInter,
+                4 * typeIntra + static_cast<int32_t>(pattern & 3));
+    writer_.put(codeRows.cbpy, static_cast<int32_t>(pattern >> 2));
+    for (std::size_t i = 0; i < 6; i++) {
+        const int16_t* const block = levels_.blocks[i].data();
+        writer_.putBlock([&](uint8_t** at, int32_t* offset) {
+            return keliEncodeDCIntra_H263_16s1u(block[0], at, offset);
+        });
+        if (levels_.counts[i] > 1)
+            writer_.putBlock([&](uint8_t** at, int32_t* offset) {
+                return keliEncodeCoeffsIntra_H263_16s1u(block, at, offset, levels_.counts[i] - 1, 0, 0, 0);
+            });
+    }
+}
+
+void Encoder::predict(int column, int row, HalfVector vector)
+{
+    const ReferenceBlock luma =
+        referenceBlock(reference().plane(0), 16, 32 * column + vector.x, 32 * row + vector.y);
+    keliCopy16x16HP_8u_C1R(luma.samples, luma.step, predicted_.luma.data(), 16, luma.acc, 0);
+    for (std::size_t i = 1; i < 3; i++) {
+        const ReferenceBlock chroma =
+            referenceBlock(reference().plane(i), 8, 16 * column + chromaComponentOfSum(4 * vector.x),
+                           16 * row + chromaComponentOfSum(4 * vector.y));
+        keliCopy8x8HP_8u_C1R(chroma.samples, chroma.step, predicted_.chroma[i - 1].data(), 8, chroma.acc, 0);
+    }
+}
+
+// Zero outside of the picture.
+HalfVector Encoder::vectorAt(int column, int row) const
+{
+    const bool inside = column >= 0 && column < wide_ && row >= 0;
+    return inside ? vectors_[static_cast<std::size_t>(row * wide_ + column)] : HalfVector{};
+}
+
+// 6.1.1.
+HalfVector Encoder::predictedVector(int column, int row) const
+{
+    const HalfVector left = vectorAt(column - 1, row);
+    if (row == 0)
+        return left;
+    const HalfVector above = vectorAt(column, row - 1);
+    const HalfVector aboveRight = vectorAt(column + 1, row - 1);
+    return {median(left.x, above.x, aboveRight.x), median(left.y, above.y, aboveRight.y)};
+}
+
+// A code stands for two differences that are 64 apart.
+void Encoder::writeDifference(int difference)
+{
+    writer_.put(codeRows.mvd, ((difference + reach) & (2 * reach - 1)) - reach);
+}
+
+} // namespace
+
+std::unique_ptr<VideoEncoder> makeEncoder(const VideoFormat& format, const EncoderSettings& settings)
+{
+    check(format);
+    return std::make_unique<Encoder>(format, settings);
+}
+
+} // namespace kelvcpx::app::h263
