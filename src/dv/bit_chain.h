@@ -65,6 +65,10 @@ struct BitCache {
 class BitChain
 {
 public:
+    BitChain() = default;
+    BitChain(const BitChain&) = delete;
+    BitChain& operator=(const BitChain&) = delete;
+
     BitRange& unread() { return unread_; }
     void clear() { unread_.position = unread_.end = 8 * lead; }
 
