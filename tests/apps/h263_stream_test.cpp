@@ -1,0 +1,104 @@
+// The H.261 and H.263 decoders against an independent one, on streams of an independent encoder.
+#include "apps/support/clip.h"
+#include "apps/support/frames.h"
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace kelvcpx::test {
+
+namespace fs = std::filesystem;
+
+// A stream, and how close, in dB, the pictures of the two decoders have to be.
+struct VideophoneStream {
+    std::string name;
+    std::string file;
+    std::string arguments;
+    double intraBound = 50;
+    double interBound = 42;
+};
+
+void PrintTo(const VideophoneStream& stream, std::ostream* out)
+{
+    *out << stream.file << ": " << stream.arguments;
+}
+
+class VideophoneVideo : public testing::TestWithParam<VideophoneStream>
+{
+};
+
+// Inverse DCTs round differently, and inter pictures add up what the pictures they refer to have.
+TEST_P(VideophoneVideo, DecodesAsTheReferenceDoes)
+{
+    const VideophoneStream& stream = GetParam();
+    const fs::path clip = makeClip(stream.file, stream.arguments);
+    const DecodedStream ours = decodeInProcess(clip);
+    EXPECT_EQ(ours.damage, std::vector<std::string>());
+    const auto theirs = decodeWithFfmpeg(clip, "-threads 1 -idct faani ");
+    const std::string types = pictureTypes(clip);
+    ASSERT_EQ(ours.frames.size(), theirs.size());
+    ASSERT_EQ(ours.frames.size(), types.size());
+    ASSERT_GE(types.size(), 24U);
+    EXPECT_EQ(ours.frames[0].format.width, theirs[0].format.width);
+    EXPECT_EQ(ours.frames[0].format.height, theirs[0].format.height);
+    for (std::size_t i = 0; i < theirs.size(); i++) {
+        const auto ratios = psnr(ours.frames[i], theirs[i]);
+        // H.261 has no picture types: every twelfth picture is intra.
+        const double least = i % 12 == 0 ? stream.intraBound : stream.interBound;
+        EXPECT_GE(ratios[0], least) << "picture " << i;
+        for (std::size_t plane = 1; plane < 3; plane++)
+            EXPECT_GE(ratios[plane], stream.interBound) << "picture " << i << ", plane " << plane;
+    }
+}
+
+namespace {
+
+std::string source(const std::string& graph, const std::string& size = "352x288")
+{
+    return "-f lavfi -i " + graph + "=size=" + size + ":rate=25 -frames:v 24 -g 12 -threads 1 ";
+}
+
+const std::string h261 = "-c:v h261 ";
+const std::string h263 = "-c:v h263 ";
+const std::string h263p = "-c:v h263p ";
+const std::string noise = "-vf noise=alls=60:allf=t ";
+
+const VideophoneStream streams[] = {
+    {"H261", "a.h261", source("testsrc2") + h261 + "-q:v 4"},
+    {"H261Qcif", "a.h261", source("testsrc2", "176x144") + h261 + "-q:v 2"},
+    {"H261LoopFilter", "a.mkv", source("mandelbrot") + h261 + "-flags +loop -q:v 6"},
+    {"H261LoopFilterCoarse", "a.h261", source("testsrc2") + h261 + "-flags +loop -q:v 15"},
+    {"H261Noise", "a.h261", source("testsrc2") + noise + h261 + "-q:v 1"},
+    {"Baseline", "a.h263", source("testsrc2") + h263 + "-q:v 4"},
+    {"SubQcif", "a.h263", source("mandelbrot", "128x96") + h263 + "-q:v 3"},
+    {"Qcif", "a.3gp", source("testsrc2", "176x144") + h263 + "-q:v 31"},
+    {"FourCif", "a.h263", source("mandelbrot", "704x576") + h263 + "-q:v 3"},
+    {"BaselineNoise", "a.h263", source("testsrc2") + noise + h263 + "-q:v 1"},
+    {"GobHeaders", "a.h263", source("testsrc2") + h263 + "-ps 300 -q:v 5"},
+    {"ModifiedQuantisation", "a.h263", source("testsrc2") + h263p + "-q:v 1"},
+    {"AdvancedIntra", "a.h263", source("testsrc2") + h263p + "-flags +aic -q:v 5"},
+    {"Deblocking", "a.h263", source("testsrc2") + h263p + "-flags +loop -q:v 9"},
+    {"FourVectors", "a.mkv", source("testsrc2") + h263p + "-flags +mv4 -q:v 5"},
+    {"UnrestrictedVectors", "a.h263", source("mandelbrot") + h263p + "-umv 1 -q:v 5"},
+    {"Overlapped", "a.h263", source("mandelbrot") + h263p + "-obmc 1 -q:v 5"},
+    // The reference decoder takes some vectors of the neighbour on the right for others than its encoder
+    // does.
+    {"OverlappedFourVectors", "a.h263", source("testsrc2") + h263 + "-obmc 1 -flags +mv4 -q:v 5", 50, 38},
+    {"Slices", "a.h263", source("testsrc2") + h263p + "-structured_slices 1 -ps 300 -q:v 5"},
+    {"Everything", "a.h263",
+     source("mandelbrot") + h263p + "-flags +aic+loop+mv4 -umv 1 -obmc 1 -structured_slices 1 -ps 500 -q:v 5",
+     50, 38},
+    {"CustomSize", "a.h263", source("testsrc2", "324x244") + h263p + "-flags +aic+loop+mv4 -q:v 3"},
+    {"CustomSizeNoise", "a.h263",
+     source("testsrc2", "720x480") + noise + h263p + "-flags +aic+loop+mv4 -umv 1 -q:v 2"},
+};
+
+} // namespace
+
+INSTANTIATE_TEST_SUITE_P(Ffmpeg, VideophoneVideo, testing::ValuesIn(streams),
+                         [](const auto& info) { return info.param.name; });
+
+} // namespace kelvcpx::test
