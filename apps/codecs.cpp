@@ -11,6 +11,7 @@
 #include "mpeg2/decoder.h"
 #include "mpeg2/encoder/encoder.h"
 #include "mpeg4/decoder.h"
+#include "mpeg4/encoder/encoder.h"
 
 #include <fmt/format.h>
 
@@ -88,6 +89,7 @@ constexpr EncoderEntry encoders[] = {
     {"h263", h263::makeEncoder},
     {"h264", h264::makeEncoder},
     {"mpeg2", mpeg2::makeEncoder},
+    {"mpeg4", mpeg4::makeEncoder},
 };
 
 std::string knownCodecs()

@@ -57,6 +57,10 @@ public:
         bitCount_ = static_cast<std::size_t>(at - bytes_.data()) * 8 + static_cast<std::size_t>(offset);
     }
 
+    std::size_t bitCount() const { return bitCount_; }
+
+    bool isAligned() const { return bitCount_ % 8 == 0; }
+
     // What is written so far, the last byte filled with zero bits; starts anew.
     std::vector<uint8_t> take()
     {

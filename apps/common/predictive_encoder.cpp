@@ -31,6 +31,21 @@ BlockPlace placeOf(std::size_t block)
     return block < 4 ? BlockPlace{0, 8 * (index & 1), 8 * (index >> 1)} : BlockPlace{block - 3, 0, 0};
 }
 
+// The last columns and rows go on to the edges of the macroblocks.
+void copyExtended(const PictureView& picture, const PaddedFrame& frame)
+{
+    for (std::size_t i = 0; i < 3; i++) {
+        const PlaneView& from = picture.planes[i];
+        const PaddedFrame::Plane& to = frame.plane(i);
+        for (int y = 0; y < to.height; y++) {
+            uint8_t* const row = to.at(0, y);
+            std::memcpy(row, from.samples + from.step * std::min(y, from.height - 1),
+                        static_cast<std::size_t>(from.width));
+            std::fill(row + from.width, row + to.width, row[from.width - 1]);
+        }
+    }
+}
+
 } // namespace
 
 PredictiveEncoder::PredictiveEncoder(const VideoFormat& format, const EncoderSettings& settings,
@@ -40,11 +55,11 @@ PredictiveEncoder::PredictiveEncoder(const VideoFormat& format, const EncoderSet
       decoder_(makeDecoder(*this))
 {
     if (format.chroma != ChromaFormat::yuv420 || format.bitDepth != 8)
-        throw UnsupportedStream("only 4:2:0 pictures of 8 bits can be encoded to H.261 and H.263");
+        throw UnsupportedStream("only 4:2:0 pictures of 8 bits can be encoded");
     if (settings.bitRate)
-        throw UsageError("H.261 and H.263 are encoded with a constant quantiser only");
+        throw UsageError("this encoder has a constant quantiser only");
     if (settings.bFrames.value_or(0) != 0)
-        throw UsageError("H.261 and H.263 are encoded without B pictures");
+        throw UsageError("this encoder has no B pictures");
     if (qp_ < 1 || qp_ > 31)
         throw UsageError(fmt::format("the quantiser {} is outside 1..31", qp_));
     if (groupSize_ < 1 || groupSize_ > 132) // each macroblock has to be refreshed so often (H.263 4.4)
@@ -53,16 +68,11 @@ PredictiveEncoder::PredictiveEncoder(const VideoFormat& format, const EncoderSet
 
 void PredictiveEncoder::encode(const PictureView& picture, const EncoderOutput& output)
 {
-    copySource(picture);
+    copyExtended(picture, source_);
     const std::vector<uint8_t> bytes = encodePicture(number_ % groupSize_ == 0);
     output.bytes(bytes);
     decoder_->decode(bytes, [&](const PictureView& decoded) {
-        for (std::size_t i = 0; i < 3; i++) {
-            const PlaneView& from = decoded.planes[i];
-            const PaddedFrame::Plane& to = reference_.plane(i);
-            for (int y = 0; y < from.height; y++)
-                std::memcpy(to.at(0, y), from.samples + y * from.step, static_cast<std::size_t>(from.width));
-        }
+        copyExtended(decoded, reference_);
         if (output.reconstruction) {
             PictureView shown = decoded;
             shown.format.frameRate = format_.frameRate;
@@ -75,21 +85,6 @@ void PredictiveEncoder::encode(const PictureView& picture, const EncoderOutput& 
 void PredictiveEncoder::damaged(const std::string& message)
 {
     throw std::logic_error("the encoder writes a stream that cannot be decoded: " + message);
-}
-
-// The last columns and rows go on to the edges of the macroblocks.
-void PredictiveEncoder::copySource(const PictureView& picture)
-{
-    for (std::size_t i = 0; i < 3; i++) {
-        const PlaneView& from = picture.planes[i];
-        const PaddedFrame::Plane& to = source_.plane(i);
-        for (int y = 0; y < to.height; y++) {
-            uint8_t* const row = to.at(0, y);
-            std::memcpy(row, from.samples + from.step * std::min(y, from.height - 1),
-                        static_cast<std::size_t>(from.width));
-            std::fill(row + from.width, row + to.width, row[from.width - 1]);
-        }
-    }
 }
 
 int64_t PredictiveEncoder::temporalReference() const
@@ -109,14 +104,14 @@ MotionVector PredictiveEncoder::searchVector(int column, int row, int reach,
     const PaddedFrame::Plane& to = source_.plane(0);
     const int x = 16 * column;
     const int y = 16 * row;
-    const SearchBlock block = {to.at(x, y),
-                               to.step,
-                               from.at(x, y),
-                               from.step,
-                               16,
-                               {std::max(-reach, -2 * x), std::min(reach - 1, 2 * (format_.width - 16 - x)),
-                                std::max(-reach, -2 * y),
-                                std::min(reach - 1, 2 * (format_.height - 16 - y))}};
+    const SearchBlock block = {
+        to.at(x, y),
+        to.step,
+        from.at(x, y),
+        from.step,
+        16,
+        {std::max(-reach, -2 * x), std::clamp(2 * (format_.width - 16 - x), 0, reach - 1),
+         std::max(-reach, -2 * y), std::clamp(2 * (format_.height - 16 - y), 0, reach - 1)}};
     const FoundVector found = searchMotion(block, candidates, VectorCost{predicted, std::max(1, qp_ / 2)});
     sad = found.sad;
     return found.vector;
@@ -142,7 +137,7 @@ void PredictiveEncoder::quantiseIntra(int column, int row, MacroblockLevels& lev
             samples[k] = *plane.at(size * column + place.x + static_cast<int>(k % 8),
                                    size * row + place.y + static_cast<int>(k / 8));
         forwardDct(samples.data(), 8 * sizeof(int16_t), levels.blocks[i]);
-        keliQuantIntra_H263_16s_C1I(levels.blocks[i].data(), qp_, &levels.counts[i], 0, 0);
+        quantiseIntraBlock(i, levels.blocks[i].data(), levels.counts[i]);
     }
 }
 
@@ -165,8 +160,18 @@ void PredictiveEncoder::quantiseInter(int column, int row, const PredictedMacrob
         forwardDct(difference.data(), step, block);
         for (int16_t& coefficient : block) // to the 12 bits that the quantiser is made for
             coefficient = std::clamp<int16_t>(coefficient, -2047, 2047);
-        keliQuantInter_H263_16s_C1I(block.data(), qp_, &levels.counts[i], 0);
+        quantiseInterBlock(block.data(), levels.counts[i]);
     }
+}
+
+void PredictiveEncoder::quantiseIntraBlock(std::size_t, int16_t* coefficients, int32_t& count) const
+{
+    keliQuantIntra_H263_16s_C1I(coefficients, qp_, &count, 0, 0);
+}
+
+void PredictiveEncoder::quantiseInterBlock(int16_t* coefficients, int32_t& count) const
+{
+    keliQuantInter_H263_16s_C1I(coefficients, qp_, &count, 0);
 }
 
 } // namespace kelvcpx::app

@@ -1,5 +1,5 @@
-// What the encoders of H.261 and H.263 share: pictures one after the other, each predicted from the one
-// before, as this project's decoder shows it.
+// What the encoders of H.261, H.263 and MPEG-4 share: pictures one after the other, each predicted from the
+// one before, as this project's decoder shows it.
 #pragma once
 
 #include "common/decoder.h"
@@ -8,6 +8,7 @@
 #include "common/padded_frame.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -48,7 +49,7 @@ protected:
     int qp() const { return qp_; }
     int64_t number() const { return number_; } // of the picture
 
-    // The time of the picture in units of 1001/30000 s, as both standards count it.
+    // The time of the picture in units of 1001/30000 s, as H.261 and H.263 count it.
     int64_t temporalReference() const;
 
     // The best vector of a macroblock for which the prediction stays in the picture, at most `reach` half
@@ -64,9 +65,13 @@ protected:
     void quantiseInter(int column, int row, const PredictedMacroblock& predicted,
                        MacroblockLevels& levels) const;
 
+    // Quantise the coefficients of a block, 0..5, and count the levels that are not zero, an intra DC
+    // included. Unless they are overridden, as H.261 and H.263 do it.
+    virtual void quantiseIntraBlock(std::size_t block, int16_t* coefficients, int32_t& count) const;
+    virtual void quantiseInterBlock(int16_t* coefficients, int32_t& count) const;
+
 private:
     void damaged(const std::string& message) override;
-    void copySource(const PictureView& picture);
 
     VideoFormat format_;
     int qp_;

@@ -2,11 +2,10 @@
 
 #include "common/code_writer.h"
 #include "common/predictive_encoder.h"
-#include "h263/chroma_vector.h"
 #include "h263/code_tables.h"
 #include "h263/decoder.h"
+#include "h263/encoder_motion.h"
 
-#include <kelvcpx/block.h>
 #include <kelvcpx/h263.h>
 
 #include <algorithm>
@@ -47,17 +46,12 @@ void check(const VideoFormat& format)
         throw UnsupportedStream("H.263 pictures have multiples of 4 as their sizes, up to 2048x1152");
 }
 
-int median(int a, int b, int c)
-{
-    return std::max(std::min(a, b), std::min(std::max(a, b), c));
-}
-
 class Encoder : public PredictiveEncoder
 {
 public:
     Encoder(const VideoFormat& format, const EncoderSettings& settings)
         : PredictiveEncoder(format, settings, makeDecoder), wide_((format.width + 15) / 16),
-          high_((format.height + 15) / 16)
+          high_((format.height + 15) / 16), vectors_(wide_, high_)
     {}
 
 private:
@@ -67,22 +61,19 @@ private:
     void encodeMacroblock(int column, int row, bool intraPicture);
     bool encodeInter(int column, int row);
     void encodeIntra(int column, int row, bool intraPicture);
-    void predict(int column, int row, HalfVector vector);
-    HalfVector vectorAt(int column, int row) const;
-    HalfVector predictedVector(int column, int row) const;
     void writeDifference(int difference);
 
     int wide_;
     int high_;
     CodeWriter writer_;
-    std::vector<HalfVector> vectors_;
+    VectorField vectors_;
     MacroblockLevels levels_;
     PredictedMacroblock predicted_;
 };
 
 std::vector<uint8_t> Encoder::encodePicture(bool intra)
 {
-    vectors_.assign(static_cast<std::size_t>(wide_) * static_cast<std::size_t>(high_), {});
+    vectors_.clear();
     writePictureHeader(intra);
     for (int row = 0; row < high_; row++)
         for (int column = 0; column < wide_; column++)
@@ -135,19 +126,18 @@ void Encoder::encodeMacroblock(int column, int row, bool intraPicture)
 // False if the macroblock had better be intra.
 bool Encoder::encodeInter(int column, int row)
 {
-    const HalfVector predicted = predictedVector(column, row);
-    const std::array<HalfVector, 3> candidates = {predicted, vectorAt(column - 1, row),
-                                                  vectorAt(column, row - 1)};
+    const HalfVector predicted = vectors_.predicted(column, row);
     int sad;
-    const HalfVector vector = searchVector(column, row, reach, candidates, predicted, sad);
+    const HalfVector vector =
+        searchVector(column, row, reach, vectors_.candidates(column, row), predicted, sad);
     if (intraIsBetter(column, row, sad))
         return false;
-    predict(column, row, vector);
+    predictMacroblock(reference(), column, row, vector, 0, predicted_);
     quantiseInter(column, row, predicted_, levels_);
     uint32_t pattern = 0;
     for (const int32_t count : levels_.counts)
         pattern = pattern << 1 | (count > 0 ? 1 : 0);
-    vectors_[static_cast<std::size_t>(row * wide_ + column)] = vector;
+    vectors_.set(column, row, vector);
     const bool skipped = pattern == 0 && vector == HalfVector{};
     writer_.put(skipped ? 1 : 0, 1); // COD
     if (skipped)
@@ -186,37 +176,6 @@ void Encoder::encodeIntra(int column, int row, bool intraPicture)
                 return keliEncodeCoeffsIntra_H263_16s1u(block, at, offset, levels_.counts[i] - 1, 0, 0, 0);
             });
     }
-}
-
-void Encoder::predict(int column, int row, HalfVector vector)
-{
-    const ReferenceBlock luma =
-        referenceBlock(reference().plane(0), 16, 32 * column + vector.x, 32 * row + vector.y);
-    keliCopy16x16HP_8u_C1R(luma.samples, luma.step, predicted_.luma.data(), 16, luma.acc, 0);
-    for (std::size_t i = 1; i < 3; i++) {
-        const ReferenceBlock chroma =
-            referenceBlock(reference().plane(i), 8, 16 * column + chromaComponentOfSum(4 * vector.x),
-                           16 * row + chromaComponentOfSum(4 * vector.y));
-        keliCopy8x8HP_8u_C1R(chroma.samples, chroma.step, predicted_.chroma[i - 1].data(), 8, chroma.acc, 0);
-    }
-}
-
-// Zero outside of the picture.
-HalfVector Encoder::vectorAt(int column, int row) const
-{
-    const bool inside = column >= 0 && column < wide_ && row >= 0;
-    return inside ? vectors_[static_cast<std::size_t>(row * wide_ + column)] : HalfVector{};
-}
-
-// 6.1.1.
-HalfVector Encoder::predictedVector(int column, int row) const
-{
-    const HalfVector left = vectorAt(column - 1, row);
-    if (row == 0)
-        return left;
-    const HalfVector above = vectorAt(column, row - 1);
-    const HalfVector aboveRight = vectorAt(column + 1, row - 1);
-    return {median(left.x, above.x, aboveRight.x), median(left.y, above.y, aboveRight.y)};
 }
 
 // A code stands for two differences that are 64 apart.
