@@ -95,6 +95,16 @@ constexpr auto encodeAdvancedH263 = [](const int16_t* block, uint8_t** at, int32
     return keliEncodeCoeffsIntra_H263_16s1u(block, at, offset, count, 1, 0, 0);
 };
 
+constexpr auto encodeIntraH261 = [](const int16_t* block, uint8_t** at, int32_t* offset, int32_t count) {
+    return keliEncodeCoeffsIntra_H261_16s1u(block, at, offset, count, 0);
+};
+
+// With the DC in front.
+constexpr auto encodeIntraH263 = [](const int16_t* block, uint8_t** at, int32_t* offset, int32_t count) {
+    keliEncodeDCIntra_H263_16s1u(block[0], at, offset);
+    return keliEncodeCoeffsIntra_H263_16s1u(block, at, offset, count - 1, 0, 0, 0);
+};
+
 constexpr auto encodeInterH261 = [](const int16_t* block, uint8_t** at, int32_t* offset, int32_t count) {
     return keliEncodeCoeffsInter_H261_16s1u(block, at, offset, count, 0);
 };
@@ -123,6 +133,47 @@ void ReconstructAdvancedIntraH263(benchmark::State& state)
                  });
 }
 
+void DecodeIntraH263(benchmark::State& state)
+{
+    decodeBlocks(state, encodeIntraH263,
+                 [](const uint8_t** at, int32_t* offset, int16_t* block, int32_t* last) {
+                     keliDecodeDCIntra_H263_1u16s(at, offset, block);
+                     return keliDecodeCoeffsIntra_H263_1u16s(at, offset, block, last, 0, 0, 0);
+                 });
+}
+
+void ReconstructIntraH263(benchmark::State& state)
+{
+    decodeBlocks(state, encodeIntraH263,
+                 [](const uint8_t** at, int32_t* offset, int16_t* block, int32_t* last) {
+                     return keliReconstructCoeffsIntra_H263_1u16s(at, offset, block, last, 1, 7, 0, 0, 0);
+                 });
+}
+
+void DecodeInterH261(benchmark::State& state)
+{
+    decodeBlocks(state, encodeInterH261,
+                 [](const uint8_t** at, int32_t* offset, int16_t* block, int32_t* last) {
+                     return keliDecodeCoeffsInter_H261_1u16s(at, offset, block, last, 0);
+                 });
+}
+
+void DecodeIntraH261(benchmark::State& state)
+{
+    decodeBlocks(state, encodeIntraH261,
+                 [](const uint8_t** at, int32_t* offset, int16_t* block, int32_t* last) {
+                     return keliDecodeCoeffsIntra_H261_1u16s(at, offset, block, last, 0);
+                 });
+}
+
+void ReconstructIntraH261(benchmark::State& state)
+{
+    decodeBlocks(state, encodeIntraH261,
+                 [](const uint8_t** at, int32_t* offset, int16_t* block, int32_t* last) {
+                     return keliReconstructCoeffsIntra_H261_1u16s(at, offset, block, last, 7);
+                 });
+}
+
 void ReconstructInterH261(benchmark::State& state)
 {
     decodeBlocks(state, encodeInterH261,
@@ -136,12 +187,29 @@ void EncodeInterH263(benchmark::State& state)
     encodeBlocks(state, encodeInterH263);
 }
 
+void EncodeIntraH263(benchmark::State& state)
+{
+    encodeBlocks(state, encodeIntraH263);
+}
+
+void EncodeIntraH261(benchmark::State& state)
+{
+    encodeBlocks(state, encodeIntraH261);
+}
+
 void EncodeInterH261(benchmark::State& state)
 {
     encodeBlocks(state, encodeInterH261);
 }
 
 BENCHMARK(DecodeInterH263)->Arg(3)->Arg(20);
+BENCHMARK(DecodeIntraH263)->Arg(3)->Arg(20);
+BENCHMARK(ReconstructIntraH263)->Arg(3)->Arg(20);
+BENCHMARK(DecodeInterH261)->Arg(3)->Arg(20);
+BENCHMARK(DecodeIntraH261)->Arg(3)->Arg(20);
+BENCHMARK(ReconstructIntraH261)->Arg(3)->Arg(20);
+BENCHMARK(EncodeIntraH263)->Arg(3)->Arg(20);
+BENCHMARK(EncodeIntraH261)->Arg(3)->Arg(20);
 BENCHMARK(ReconstructInterH263)->Arg(3)->Arg(20);
 BENCHMARK(ReconstructAdvancedIntraH263)->Arg(3)->Arg(20);
 BENCHMARK(ReconstructInterH261)->Arg(3)->Arg(20);
@@ -166,12 +234,25 @@ void QuantiseInterH263(benchmark::State& state)
     quantiseBlocks(state, [&](int16_t* block) { keliQuantInter_H263_16s_C1I(block, 5, &count, 0); });
 }
 
+void QuantiseIntraH263(benchmark::State& state)
+{
+    int32_t count;
+    quantiseBlocks(state, [&](int16_t* block) { keliQuantIntra_H263_16s_C1I(block, 5, &count, 0, 0); });
+}
+
+void DequantiseIntraH263(benchmark::State& state)
+{
+    quantiseBlocks(state, [](int16_t* block) { keliQuantInvIntra_H263_16s_C1I(block, 63, 5, 0, 0); });
+}
+
 void DequantiseInterH263(benchmark::State& state)
 {
     quantiseBlocks(state, [](int16_t* block) { keliQuantInvInter_H263_16s_C1I(block, 63, 5, 0); });
 }
 
 BENCHMARK(QuantiseInterH263);
+BENCHMARK(QuantiseIntraH263);
+BENCHMARK(DequantiseIntraH263);
 BENCHMARK(DequantiseInterH263);
 
 } // namespace
