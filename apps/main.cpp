@@ -19,6 +19,7 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -196,6 +197,8 @@ int main(int argc, char** argv)
         return exitFailure;
     } catch (const UsageError& error) {
         return report(error.what(), exitUsage);
+    } catch (const std::bad_alloc&) {
+        return report("there is not enough memory for this video", exitFailure);
     } catch (const std::exception& error) {
         return report(error.what(), exitFailure);
     }

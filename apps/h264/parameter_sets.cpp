@@ -4,6 +4,8 @@
 #include "h264/scan.h"
 #include "h264/syntax.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <bit>
 #include <iterator>
@@ -31,6 +33,10 @@ constexpr Rational sampleAspects[] = {{0, 1},   {1, 1},    {12, 11}, {10, 11}, {
                                       {24, 11}, {20, 11},  {32, 11}, {80, 33}, {18, 11}, {15, 11},
                                       {64, 33}, {160, 99}, {4, 3},   {3, 2},   {2, 1}};
 constexpr int extendedAspect = 255;
+
+// Of a frame at the highest level: MaxFS, and what A.3.1 allows of it in one direction.
+constexpr int mostMacroblocks = 139264;
+constexpr int longestSide = 1055;
 
 // 7.3.2.1.1.1. The list is coded in zigzag order.
 CodedScalingMatrix::Form readScalingList(BitReader& reader, std::span<uint8_t> list,
@@ -257,9 +263,12 @@ SequenceParameterSet readSequenceParameterSet(const Payload& payload)
     readPicOrderCountFields(reader, set);
     set.maxNumRefFrames = readUeUpTo(reader, 16);
     set.gapsInFrameNumAllowed = reader.readFlag();
-    set.widthInMbs = readUeUpTo(reader, 1023) + 1;
-    set.heightInMapUnits = readUeUpTo(reader, 1023) + 1;
+    set.widthInMbs = readUeUpTo(reader, longestSide - 1) + 1;
+    set.heightInMapUnits = readUeUpTo(reader, longestSide - 1) + 1;
     set.frameMbsOnly = reader.readFlag();
+    if (set.heightInMbs() > longestSide || set.widthInMbs * set.heightInMbs() > mostMacroblocks)
+        throw DamagedUnit(
+            fmt::format("no level allows pictures of {}x{} macroblocks", set.widthInMbs, set.heightInMbs()));
     if (!set.frameMbsOnly)
         set.mbAdaptiveFrameField = reader.readFlag();
     set.direct8x8Inference = reader.readFlag();

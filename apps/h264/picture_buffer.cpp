@@ -18,7 +18,13 @@ constexpr LevelLimit levelLimits[] = {{10, 396},    {11, 900},    {12, 2376},   
                                       {52, 184320}, {60, 696320}, {61, 696320}, {62, 696320}};
 constexpr int mostFrames = 16;
 
-// A.3.1 h. Level 1b is coded as 11 with constraint_set3_flag, or as 9.
+// A.3.1 h
+int framesWithin(int maxDpbMbs, const SequenceParameterSet& sequence)
+{
+    return std::clamp(maxDpbMbs / (sequence.widthInMbs * sequence.heightInMbs()), 1, mostFrames);
+}
+
+// Level 1b is coded as 11 with constraint_set3_flag, or as 9.
 int framesOfLevel(const SequenceParameterSet& sequence)
 {
     const bool level1b =
@@ -30,7 +36,7 @@ int framesOfLevel(const SequenceParameterSet& sequence)
             break;
         }
     }
-    return std::clamp(maxDpbMbs / (sequence.widthInMbs * sequence.heightInMbs()), 1, mostFrames);
+    return framesWithin(maxDpbMbs, sequence);
 }
 
 // 8.2.4.1: the frame number as it orders the frames behind the current one.
@@ -46,9 +52,11 @@ void PictureBuffer::configure(const SequenceParameterSet& sequence, const Output
     removeReferences();
     flush(output);
     maxFrameNum_ = sequence.maxFrameNum();
-    maxReferences_ = static_cast<std::size_t>(std::max(sequence.maxNumRefFrames, 1));
-    const int buffered = std::max(sequence.maxDecFrameBuffering.value_or(framesOfLevel(sequence)), 1);
-    capacity_ = std::max(static_cast<std::size_t>(buffered), maxReferences_);
+    // What a damaged stream asks for has to fit into memory.
+    const int most = framesWithin(std::rbegin(levelLimits)->maxDpbMbs, sequence);
+    maxReferences_ = static_cast<std::size_t>(std::clamp(sequence.maxNumRefFrames, 1, most));
+    const int buffered = sequence.maxDecFrameBuffering.value_or(framesOfLevel(sequence));
+    capacity_ = std::max(static_cast<std::size_t>(std::clamp(buffered, 1, most)), maxReferences_);
     // With picture order count type 2 output follows decoding.
     reorderDepth_ =
         sequence.pocType == 2

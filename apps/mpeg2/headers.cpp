@@ -3,6 +3,8 @@
 #include "common/decoder.h"
 #include "mpeg2/scan.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 namespace kelvcpx::app::mpeg2 {
@@ -40,6 +42,16 @@ Matrix readMatrix(BitReader& reader)
     return matrix;
 }
 
+// More than any level has, but little enough to be had.
+void checkSize(const Sequence& sequence)
+{
+    constexpr int mostSamples = 8192 * 4352;
+    if (sequence.width == 0 || sequence.height == 0)
+        throw DamagedUnit("the picture size is zero");
+    if (sequence.width * sequence.height > mostSamples)
+        throw DamagedUnit(fmt::format("pictures of {}x{} are too large", sequence.width, sequence.height));
+}
+
 void readSequenceExtension(BitReader& reader, Sequence& sequence)
 {
     // Extending a header again would multiply its frame rate again.
@@ -52,6 +64,7 @@ void readSequenceExtension(BitReader& reader, Sequence& sequence)
     const int chroma = reader.readInt(2);
     extended.width = sequence.width | reader.readInt(2) << 12;
     extended.height = sequence.height | reader.readInt(2) << 12;
+    checkSize(extended);
     extended.bitRate = (sequence.bitRate / 400 | static_cast<int64_t>(reader.read(12)) << 18) * 400;
     reader.expectMarker();
     reader.skip(8); // vbv_buffer_size_extension
@@ -146,8 +159,7 @@ void readSequenceHeader(BitReader& reader, Sequence& sequence)
         header.matrices.intra.fill(readMatrix(reader));
     if (reader.readFlag())
         header.matrices.nonIntra.fill(readMatrix(reader));
-    if (header.width == 0 || header.height == 0)
-        throw DamagedUnit("the picture size is zero");
+    checkSize(header);
     if (reader.pastEnd())
         throw DamagedUnit("the sequence header is cut off");
     sequence = header;

@@ -1,6 +1,14 @@
 #include "fuzz/damage.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <utility>
 
 namespace kelvcpx::test {
 namespace {
@@ -66,6 +74,17 @@ void repeat(Bytes& bytes, Range range)
     bytes.insert(bytes.begin() + range.first, repeated.begin(), repeated.end());
 }
 
+// Looks at every sample, so that sanitizers see it if a picture is not what its format says.
+uint32_t sumOf(const app::PictureView& picture)
+{
+    uint32_t sum = 0;
+    for (const app::PlaneView& plane : picture.planes)
+        for (int y = 0; y < plane.height; y++)
+            for (int x = 0; x < plane.width * picture.format.bytesPerSample(); x++)
+                sum += plane.samples[y * plane.step + x];
+    return sum;
+}
+
 } // namespace
 
 Bytes damagedCopy(std::span<const uint8_t> stream, std::size_t intact, Random& random)
@@ -95,6 +114,77 @@ Bytes damagedCopy(std::span<const uint8_t> stream, std::size_t intact, Random& r
         }
     }
     return bytes;
+}
+
+DamageSearch::DamageSearch(Trial trial) : trial_(std::move(trial)) {}
+
+void DamageSearch::run(int64_t first, int64_t count)
+{
+    for (int64_t number = first; number < first + count; number++) {
+        if (number % 1000 == 0) // tells where to start again after a crash
+            std::fprintf(stderr, "copy %lld\n", static_cast<long long>(number));
+        tryCopy(number);
+    }
+}
+
+void DamageSearch::tryCopy(int64_t number)
+{
+    using Clock = std::chrono::steady_clock;
+    volatile uint32_t looked = 0;
+    const app::PictureSink sink = [&](const app::PictureView& picture) {
+        looked = looked + sumOf(picture);
+        outcome_.pictures++;
+    };
+    Random random(static_cast<uint32_t>(number));
+    const auto start = Clock::now();
+    try {
+        trial_(number, random, *this, sink);
+    } catch (const app::UnsupportedStream&) {
+        outcome_.unsupported++;
+    } catch (const std::exception& failure) {
+        outcome_.failures++;
+        std::printf("copy %lld: %s\n", static_cast<long long>(number), failure.what());
+    }
+    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    outcome_.slowest = std::max(outcome_.slowest, seconds);
+}
+
+void decodeInPackets(app::VideoDecoder& decoder, std::span<const uint8_t> stream, Random& random,
+                     const app::PictureSink& sink)
+{
+    const bool whole = random.oneIn(2);
+    while (!stream.empty()) {
+        const auto size =
+            whole ? stream.size() : std::min(stream.size(), random.uniform<std::size_t>(1, 4000));
+        decoder.decode(stream.first(size), sink);
+        stream = stream.subspan(size);
+    }
+    decoder.flush(sink);
+}
+
+int searchForFaults(int argc, char** argv, int64_t count, const DamageSearch::Trial& trial)
+{
+    DamageSearch search(trial);
+    if (argc > 1)
+        count = std::atoll(argv[1]);
+    search.run(argc > 2 ? std::atoll(argv[2]) : 0, count);
+    const DamageSearch::Outcome& outcome = search.outcome();
+    std::printf("%lld copies: %lld pictures, %lld reports of damage, %lld streams called unsupported, "
+                "%lld failures; slowest copy %.3f s\n",
+                static_cast<long long>(count), static_cast<long long>(outcome.pictures),
+                static_cast<long long>(outcome.reports), static_cast<long long>(outcome.unsupported),
+                static_cast<long long>(outcome.failures), outcome.slowest);
+    return outcome.failures == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+std::vector<Bytes> streamsInFiles(int argc, char** argv)
+{
+    std::vector<Bytes> streams;
+    for (int i = 3; i < argc; i++) {
+        std::ifstream in(argv[i], std::ios::binary);
+        streams.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
+    return streams;
 }
 
 } // namespace kelvcpx::test
