@@ -9,14 +9,12 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <ostream>
 #include <string>
 #include <vector>
 
 namespace kelvcpx::test {
 
-namespace fs = std::filesystem;
 using app::EncoderSettings;
 
 struct VideophoneCase {
@@ -38,21 +36,6 @@ namespace {
 constexpr int pictureCount = 24;
 constexpr int groupSize = 12;
 
-std::vector<Frame> makePictures(const std::string& graph, const std::string& size)
-{
-    return decodeWithFfmpeg(makeClip("source.y4m", "-f lavfi -i " + graph + "=size=" + size +
-                                                       ":rate=25 -frames:v " + std::to_string(pictureCount) +
-                                                       " -pix_fmt yuv420p"));
-}
-
-fs::path store(const VideophoneCase& encoded, const std::vector<uint8_t>& bytes)
-{
-    fs::path file = testFile("videophone-encoded/" + encoded.name + "." + encoded.codec);
-    std::ofstream(file, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    return file;
-}
-
 } // namespace
 
 class VideophoneEncoder : public testing::TestWithParam<VideophoneCase>
@@ -62,7 +45,7 @@ class VideophoneEncoder : public testing::TestWithParam<VideophoneCase>
 TEST_P(VideophoneEncoder, WritesWhatDecodersTakeForItsReconstruction)
 {
     const VideophoneCase& encoded = GetParam();
-    const auto pictures = makePictures(encoded.graph, encoded.size);
+    const auto pictures = makePictures(encoded.graph, encoded.size, pictureCount);
     const EncodedVideo video =
         encodeInProcess(encoded.codec, pictures, {.qp = encoded.qp, .groupSize = groupSize});
     ASSERT_EQ(video.reconstruction.size(), pictures.size());
@@ -70,7 +53,8 @@ TEST_P(VideophoneEncoder, WritesWhatDecodersTakeForItsReconstruction)
     const DecodedStream ours = decodeInProcess(encoded.codec, video.bytes);
     EXPECT_EQ(ours.damage, std::vector<std::string>());
     ASSERT_EQ(ours.frames.size(), pictures.size());
-    const auto theirs = decodeWithFfmpeg(store(encoded, video.bytes), "-threads 1 -idct faani ");
+    const auto theirs = decodeWithFfmpeg(storeStream(encoded.name + "." + encoded.codec, video.bytes),
+                                         "-threads 1 -idct faani ");
     ASSERT_EQ(theirs.size(), pictures.size());
     for (std::size_t i = 0; i < pictures.size(); i++) {
         ASSERT_EQ(differences(ours.frames[i], video.reconstruction[i]), "") << "picture " << i;
@@ -86,7 +70,7 @@ TEST_P(VideophoneEncoder, WritesWhatDecodersTakeForItsReconstruction)
 TEST_P(VideophoneEncoder, PredictsPictures)
 {
     const VideophoneCase& encoded = GetParam();
-    const auto pictures = makePictures(encoded.graph, encoded.size);
+    const auto pictures = makePictures(encoded.graph, encoded.size, pictureCount);
     const auto size = [&](int group) {
         return encodeInProcess(encoded.codec, pictures, {.qp = encoded.qp, .groupSize = group}).bytes.size();
     };
@@ -112,8 +96,8 @@ INSTANTIATE_TEST_SUITE_P(Cases, VideophoneEncoder, testing::ValuesIn(cases),
 
 TEST(VideophoneEncoderSettings, AreChecked)
 {
-    const std::vector<Frame> odd = makePictures("testsrc2", "178x146");
-    const std::vector<Frame> qcif = makePictures("testsrc2", "176x144");
+    const std::vector<Frame> odd = makePictures("testsrc2", "178x146", pictureCount);
+    const std::vector<Frame> qcif = makePictures("testsrc2", "176x144", pictureCount);
     for (const char* const codec : {"h261", "h263"}) {
         EXPECT_THROW(encodeInProcess(codec, odd, {}), app::UnsupportedStream);
         EXPECT_THROW(encodeInProcess(codec, qcif, {.qp = 0}), app::UsageError);

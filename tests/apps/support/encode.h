@@ -1,4 +1,4 @@
-// Runs the encoders in this process.
+// Runs the encoders in this process, and checks what they write.
 #pragma once
 
 #include "apps/support/frames.h"
@@ -6,6 +6,7 @@
 #include "common/encoder.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <span>
 #include <string>
 #include <vector>
@@ -20,5 +21,23 @@ struct EncodedVideo {
 // `codec` is a name of the command line.
 EncodedVideo encodeInProcess(const std::string& codec, std::span<const Frame> frames,
                              const app::EncoderSettings& settings);
+
+// Pictures of 4:2:0 that a source of ffmpeg and a chain of its filters make: "testsrc2", "176x144".
+std::vector<Frame> makePictures(const std::string& source, const std::string& size, int count,
+                                const std::string& filters = "null");
+
+// Writes a stream to a test file; the name's ending tells the kind of stream.
+std::filesystem::path storeStream(const std::string& name, std::span<const uint8_t> bytes);
+
+// How near an independent decoder, whose inverse DCT rounds in another way, is to come in dB.
+struct Nearness {
+    double picture; // in every plane of every picture
+    double mean;    // in each plane, over all pictures; infinite ones count as 99
+};
+
+// Expects that our decoder of the codec, a name of libavcodec, shows the very reconstruction, and that ffmpeg
+// comes near.
+void expectReconstruction(const EncodedVideo& video, const std::string& codec,
+                          const std::filesystem::path& file, const Nearness& nearness);
 
 } // namespace kelvcpx::test
