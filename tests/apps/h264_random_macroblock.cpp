@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 namespace kelvcpx::test {
 
@@ -40,27 +41,73 @@ MacroblockWriter::MacroblockWriter(const RandomSlice& slice, Random& random, Bit
 
 void MacroblockWriter::write()
 {
-    uint32_t skipped = 0;
     const int skipRate = random_.oneIn(3) ? 2 : 5;
     const bool canSkip = !slice_.header.isIntra();
     for (const int address : slice_.addresses) {
+        if (slice_.hasPairs) {
+            writePair(address);
+            continue;
+        }
         address_ = address;
         current() = {};
         if (canSkip && random_.oneIn(skipRate)) {
-            skipped++;
-            tools_["skipped macroblock"]++;
-            current().inter = true;
-            current().intraModes.fill(intraDcMode);
+            skipMacroblock();
         } else {
             if (canSkip)
-                putUe(bits_, skipped);
-            skipped = 0;
+                putUe(bits_, std::exchange(skipped_, 0));
             writeMacroblock();
         }
         current().slice = slice_.number;
     }
-    if (skipped > 0)
-        putUe(bits_, skipped);
+    if (skipped_ > 0)
+        putUe(bits_, skipped_);
+}
+
+void MacroblockWriter::skipMacroblock()
+{
+    skipped_++;
+    tools_["skipped macroblock"]++;
+    current().inter = true;
+    current().intraModes.fill(intraDcMode);
+}
+
+// mb_field_decoding_flag comes with the first macroblock of the pair that is not skipped.
+void MacroblockWriter::writePair(int pair)
+{
+    const int width = slice_.widthInMbs;
+    const int top = pair / width * 2 * width + pair % width;
+    const bool canSkip = !slice_.header.isIntra();
+    const std::array<bool, 2> skips{canSkip && random_.oneIn(3), canSkip && random_.oneIn(3)};
+    address_ = top;
+    const bool field = skips[0] && skips[1] ? inferredMode() : random_.oneIn(2);
+    tools_[field ? "field pair" : "frame pair"]++;
+    bool flagIsWritten = false;
+    for (const int row : {0, 1}) {
+        at(top + row * width) = {};
+        at(top + row * width).field = field;
+    }
+    for (const std::size_t row : {0U, 1U}) {
+        address_ = top + static_cast<int>(row) * width;
+        if (skips[row]) {
+            skipMacroblock();
+        } else {
+            if (canSkip)
+                putUe(bits_, std::exchange(skipped_, 0));
+            if (!std::exchange(flagIsWritten, true))
+                bits_.put(field, 1);
+            writeMacroblock();
+        }
+        current().slice = slice_.number;
+    }
+}
+
+// 7.4.4
+bool MacroblockWriter::inferredMode() const
+{
+    for (const int pair : {neighbour(-1, 0), neighbour(0, -1)})
+        if (pair >= 0)
+            return at(pair).field;
+    return false;
 }
 
 void MacroblockWriter::writeMacroblock()
@@ -84,21 +131,67 @@ void MacroblockWriter::writeMacroblock()
 
 int MacroblockWriter::neighbour(int dx, int dy) const
 {
-    const int column = address_ % slice_.widthInMbs + dx;
-    const int other = address_ + dy * slice_.widthInMbs + dx;
-    if (column < 0 || column >= slice_.widthInMbs || other < 0 || at(other).slice != slice_.number)
+    const int width = slice_.widthInMbs;
+    const int rows = slice_.hasPairs ? 2 : 1;
+    const int column = address_ % width + dx;
+    const int row = address_ / width / rows + dy;
+    if (column < 0 || column >= width || row < 0)
         return -1;
-    return other;
+    const int other = row * rows * width + column;
+    return at(other).slice == slice_.number ? other : -1;
+}
+
+MacroblockWriter::Location MacroblockWriter::locate(int x, int y) const
+{
+    if (slice_.hasPairs)
+        return locateInPairs(x, y);
+    return {neighbour(x < 0 ? -1 : x > 15 ? 1 : 0, y < 0 ? -1 : 0), y & 15};
+}
+
+// Table 6-4, row by row. Macroblocks of a pair are A, and A + 1 below it.
+MacroblockWriter::Location MacroblockWriter::locateInPairs(int x, int y) const
+{
+    const int width = slice_.widthInMbs;
+    const bool isTop = address_ / width % 2 == 0;
+    const bool isFrame = !at(address_).field;
+    const auto in = [&](int pair, int second, int row) {
+        return Location{pair < 0 ? -1 : pair + second * width, row & 15};
+    };
+    const auto isFramePair = [&](int pair) { return pair >= 0 && !at(pair).field; };
+    if (y < 0 && isFrame && !isTop) {
+        if (x > 15)
+            return {-1, 0};
+        if (x >= 0)
+            return {address_ - width, 15};
+        const int a = neighbour(-1, 0);
+        return isFramePair(a) ? in(a, 0, y) : in(a, 1, 7);
+    }
+    if (y < 0) {
+        const int other = neighbour(x < 0 ? -1 : x > 15 ? 1 : 0, -1);
+        if (isFrame || !isTop)
+            return in(other, 1, y);
+        return isFramePair(other) ? in(other, 1, 2 * y) : in(other, 0, y);
+    }
+    const int a = neighbour(-1, 0);
+    if (isFrame == isFramePair(a))
+        return in(a, isTop ? 0 : 1, y);
+    if (isFrame) {
+        const int row = isTop ? y >> 1 : (y + 16) >> 1;
+        return in(a, y % 2, row);
+    }
+    const int row = 2 * y + (isTop ? 0 : 1);
+    return y < 8 ? in(a, 0, row) : in(a, 1, row - 16);
 }
 
 // Macroblocks that intra prediction may take samples from.
 MacroblockWriter::Available MacroblockWriter::availableSamples() const
 {
-    const auto usable = [this](int dx, int dy) {
-        const int other = neighbour(dx, dy);
+    const auto usable = [this](int x, int y) {
+        const int other = locate(x, y).address;
         return other >= 0 && !(slice_.set.constrainedIntraPrediction && at(other).inter);
     };
-    return {usable(-1, 0), usable(0, -1), usable(1, -1), usable(-1, -1) && !avoidsCorner()};
+    const std::array<bool, 2> left{usable(-1, 0) && usable(-1, 1), usable(-1, 8) && usable(-1, 9)};
+    return {left[0] && left[1], usable(0, -1), usable(16, -1), usable(-1, -1) && !avoidsCorner(), left};
 }
 
 // 8.3.1.1, 8.3.2.1
@@ -109,17 +202,22 @@ int MacroblockWriter::predictedMode(std::size_t x, std::size_t y) const
             return -1;
         return static_cast<int>(at(address).intraModes[block]);
     };
-    const int left = modeOf(x > 0 ? address_ : neighbour(-1, 0), 4 * y + (x + 3) % 4);
-    const int top = modeOf(y > 0 ? address_ : neighbour(0, -1), (y + 3) % 4 * 4 + x);
+    const Location leftOf = locate(-1, static_cast<int>(4 * y));
+    const int left = x > 0 ? modeOf(address_, 4 * y + x - 1)
+                           : modeOf(leftOf.address, static_cast<std::size_t>(leftOf.row) / 4 * 4 + 3);
+    const int top = y > 0 ? modeOf(address_, 4 * (y - 1) + x) : modeOf(locate(0, -1).address, 12 + x);
     return left < 0 || top < 0 ? intraDcMode : std::min(left, top);
 }
 
 bool MacroblockWriter::allowsMode(int mode, std::size_t x, std::size_t y) const
 {
     const Available samples = availableSamples();
-    const bool left = x > 0 || samples.left;
+    const bool left = x > 0 || samples.leftOfHalf[y / 2];
     const bool top = y > 0 || samples.top;
-    const bool corner = x > 0 && y > 0 ? true : x > 0 ? samples.top : y > 0 ? samples.left : samples.topLeft;
+    const bool corner = x > 0 && y > 0 ? true
+                        : x > 0        ? samples.top
+                        : y > 0        ? samples.leftOfHalf[(y - 1) / 2]
+                                       : samples.topLeft;
     switch (mode) {
     case 0: // vertical
     case 3: // diagonal down-left
@@ -278,7 +376,7 @@ std::vector<MacroblockWriter::Partition> MacroblockWriter::writeSubTypes(bool& a
 void MacroblockWriter::writePartitions(std::span<const Partition> partitions, bool withReferences)
 {
     for (std::size_t list = 0; list < 2; list++) {
-        const int most = slice_.header.refCount[list] - 1;
+        const int most = slice_.header.refCount[list] * (current().field ? 2 : 1) - 1;
         if (most <= 0 || !withReferences)
             continue;
         for (const Partition& partition : partitions)
@@ -294,7 +392,8 @@ void MacroblockWriter::writePartitions(std::span<const Partition> partitions, bo
 int MacroblockWriter::drawReference(std::size_t list)
 {
     const std::vector<int>& indices = slice_.references[list];
-    return indices[random_.uniform<std::size_t>(0, std::ssize(indices) - 1)];
+    const int index = indices[random_.uniform<std::size_t>(0, std::ssize(indices) - 1)];
+    return current().field ? 2 * index + random_.uniform(0, 1) : index; // a field of the frame
 }
 
 // A difference that keeps even a chain of predictions within the limits of the level.
@@ -370,8 +469,11 @@ int MacroblockWriter::context(std::size_t component, std::size_t x, std::size_t 
     const auto count = [&](int address, std::size_t column, std::size_t row) {
         return address < 0 ? -1 : static_cast<int>(at(address).totalCoeff[first + row * width + column]);
     };
-    const int left = count(x > 0 ? address_ : neighbour(-1, 0), (x + width - 1) % width, y);
-    const int top = count(y > 0 ? address_ : neighbour(0, -1), x, (y + width - 1) % width);
+    const std::size_t height = 16 / width; // of a block, in luma rows
+    const Location leftOf = locate(-1, static_cast<int>(height * y));
+    const int left = x > 0 ? count(address_, x - 1, y)
+                           : count(leftOf.address, width - 1, static_cast<std::size_t>(leftOf.row) / height);
+    const int top = y > 0 ? count(address_, x, y - 1) : count(locate(0, -1).address, x, width - 1);
     if (left >= 0 && top >= 0)
         return (left + top + 1) >> 1;
     return std::max({left, top, 0});

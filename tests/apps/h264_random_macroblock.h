@@ -20,7 +20,8 @@ using app::BitWriter;
 
 // What macroblocks of the same slice need to know of one another.
 struct WrittenMacroblock {
-    int slice = -1; // -1: not written yet
+    int slice = -1;     // -1: not written yet
+    bool field = false; // of a pair in field mode
     bool inter = false;
     std::array<uint8_t, 16> intraModes{}; // by 4x4 block in raster order
     std::array<uint8_t, 24> totalCoeff{}; // luma in raster order, Cb, Cr
@@ -35,6 +36,7 @@ struct RandomSlice {
     int number;                                 // of the slice in the picture
     std::span<const int> addresses;             // of its macroblocks, in decoding order
     std::array<std::vector<int>, 2> references; // indices that may be used
+    bool hasPairs;                              // MbaffFrameFlag
 };
 
 class MacroblockWriter
@@ -48,13 +50,20 @@ public:
 
 private:
     struct Available {
-        bool left, top, topRight, topLeft;
+        bool left, top, topRight, topLeft; // left: all rows
+        std::array<bool, 2> leftOfHalf;    // upper, lower
+    };
+    struct Location { // of a luma sample: its macroblock, -1 if not available, and its row there
+        int address;
+        int row;
     };
     struct Partition { // of a macroblock: its vectors, and the lists it uses
         int vectors;
         unsigned lists;
     };
 
+    void writePair(int pair);
+    void skipMacroblock();
     void writeMacroblock();
     void writeIntraNxN(int firstType);
     void writeIntra16x16(int firstType);
@@ -83,11 +92,17 @@ private:
     std::vector<int> randomLevels(std::size_t size, int budget);
     int levelBudget(bool transform8x8, int qpOffset = 0) const;
 
-    int neighbour(int dx, int dy) const; // address, or -1 if not available
+    int neighbour(int dx, int dy) const; // address, or -1 if not available; of pairs that of the first
+    Location locate(int x, int y) const; // of a sample relative to the macroblock, outside of it
+    Location locateInPairs(int x, int y) const;
+    bool inferredMode() const; // of a pair that is skipped
     Available availableSamples() const;
     // ffmpeg predicts from the deblocked sample of the macroblock to the upper left in fields with
     // disable_deblocking_filter_idc 2, unlike 8.3.1.2: nothing that looks at it is written there.
-    bool avoidsCorner() const { return slice_.header.fieldPicture && slice_.header.disableDeblocking == 2; }
+    bool avoidsCorner() const
+    {
+        return (slice_.header.fieldPicture || slice_.hasPairs) && slice_.header.disableDeblocking == 2;
+    }
     WrittenMacroblock& current() { return at(address_); }
     WrittenMacroblock& at(int address) const { return slice_.macroblocks[static_cast<std::size_t>(address)]; }
     bool isMonochrome() const { return slice_.sequence.chromaFormatIdc == 0; }
@@ -98,6 +113,7 @@ private:
     std::map<std::string, int>& tools_;
     int address_ = 0;
     int qp_;
+    uint32_t skipped_ = 0;
 };
 
 } // namespace kelvcpx::test

@@ -79,6 +79,10 @@ private:
                                             Structure structure) const;
     int wrapOf(const Frame& frame, const SliceHeader& header) const;
 
+    bool hasPairs(Structure structure) const
+    {
+        return options_.macroblockPairs && structure == Structure::frame;
+    }
     bool secondField() const { return current_->decoded != Structure::none; }
 
     const RandomH264Options options_;
@@ -153,6 +157,7 @@ void StreamWriter::drawSequence()
     set.maxNumRefFrames = options_.maxRefFrames;
     set.gapsInFrameNumAllowed = options_.gapsInFrameNum;
     set.frameMbsOnly = options_.frameMbsOnly;
+    set.mbAdaptiveFrameField = options_.macroblockPairs;
     set.widthInMbs = options_.widthInMbs;
     set.heightInMapUnits = options_.heightInMbs / (set.frameMbsOnly ? 1 : 2);
     set.direct8x8Inference = options_.extendedProfile || !set.frameMbsOnly || random_.oneIn(2);
@@ -321,7 +326,10 @@ void StreamWriter::writePicture(SliceHeader header, char type, Structure structu
     header.sliceGroupChangeCycle = drawSliceGroupChangeCycle(set, sequence_, random_);
     const bool mixesTypes = !options_.temporalDirect && random_.oneIn(2);
     const SliceType main = type == 'B' ? SliceType::b : type == 'P' ? SliceType::p : SliceType::i;
-    for (const std::vector<int>& group : macroblocksOfGroups(set, sequence_, header)) {
+    auto groups = macroblocksOfGroups(set, sequence_, header);
+    if (hasPairs(structure))
+        groups.front().resize(macroblocks_.size() / 2); // the pairs, which are numbered like macroblocks
+    for (const std::vector<int>& group : groups) {
         for (const std::vector<int>& slice : cutIntoSlices(group, random_)) {
             header.type = main;
             if (mixesTypes && main != SliceType::i && random_.oneIn(3))
@@ -412,7 +420,7 @@ void StreamWriter::writeSlice(SliceHeader header, const PictureParameterSet& set
     BitWriter bits;
     putSliceHeader(bits, header, sequence_, set, random_.oneIn(3));
     MacroblockWriter({sequence_, set, header, macroblocks_, sequence_.widthInMbs, sliceNumber_++, macroblocks,
-                      std::move(references)},
+                      std::move(references), hasPairs(structure)},
                      random_, bits, stream_.tools)
         .write();
     slices_.push_back(nalUnit(header.nalRefIdc, header.idr ? nalIdrSlice : nalSlice, bits));
@@ -611,11 +619,16 @@ bool StreamWriter::allowsTemporalDirect(const std::array<ReferenceList, 2>& list
         const bool looksAt = !codedAsFields || structure == Structure::frame
                                  ? true
                                  : (colocated.structure == Structure::bottom) == (i == 1);
-        for (const PictureId id : used[i])
-            if (looksAt)
-                needed.insert(codedAsFields != (structure != Structure::frame)
-                                  ? pictureId(frameNumberOf(id), structure)
-                                  : id);
+        for (const PictureId id : used[i]) {
+            if (!looksAt)
+                continue;
+            needed.insert(codedAsFields != (structure != Structure::frame)
+                              ? pictureId(frameNumberOf(id), structure)
+                              : id);
+            // Field macroblocks of a frame refer to both.
+            if (options_.macroblockPairs && !codedAsFields && structure != Structure::frame)
+                needed.insert(pictureId(frameNumberOf(id), opposite(structure)));
+        }
     }
     return std::all_of(needed.begin(), needed.end(), [&](PictureId id) {
         return std::any_of(lists[0].begin(), lists[0].end(), [=](const ReferencePicture& picture) {

@@ -17,7 +17,8 @@ struct RandomH264Options {
     int widthInMbs = 5;
     int heightInMbs = 6; // even
     PictureStructures structures = PictureStructures::frames;
-    bool frameMbsOnly = false; // for streams of frames
+    bool frameMbsOnly = false;    // for streams of frames
+    bool macroblockPairs = false; // in frames: mb_adaptive_frame_field_flag
     bool monochrome = false;
     bool cropped = false;
     // Types of the frames in coding order: I an IDR picture, i another intra picture, P, B.
