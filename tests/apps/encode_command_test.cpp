@@ -72,6 +72,17 @@ TEST(EncodeCommand, TakesRawVideoInContainers)
     }
 }
 
+TEST(EncodeCommand, UnderstandsUnitsOfBitRates)
+{
+    const auto encoded = [](const std::string& rate) {
+        return kelvcpx("encode " + clip() + " -c mpeg2 --gop 6 --bframes 1 --bitrate " + rate + " -o -").out;
+    };
+    const std::string expected = encoded("1500000");
+    EXPECT_NEAR(static_cast<double>(expected.size()), 1500000.0 / 8 * 10 / 25, 15000);
+    EXPECT_EQ(encoded("1500k"), expected);
+    EXPECT_EQ(encoded("1.5M"), expected);
+}
+
 TEST(EncodeCommand, RefusesWhatItCannotDo)
 {
     struct Refusal {
@@ -92,6 +103,8 @@ TEST(EncodeCommand, RefusesWhatItCannotDo)
         {"encode " + clip() + " -c vhs -o x", 2, "vhs"},
         {"encode " + clip() + " -c h264", 2, "output"},
         {"encode " + clip() + to + " --bitrate 500k", 2, "constant quantiser"},
+        {"encode " + clip() + " -c mpeg2 -o x --bitrate 5x", 2, "5x"},
+        {"encode " + clip() + " -c mpeg2 -o x --bitrate 1M --qp 4", 2, "exclude"},
         {"encode " + clip() + " -c h264 -o " + clip(), 2, "is the input"},
         {"encode " + clip() + to + " --recon " + clip(), 2, "is the input"},
     };
