@@ -29,7 +29,7 @@ Vector rounded(Vector v)
     return {static_cast<int16_t>((v.x + 2) & ~3), static_cast<int16_t>((v.y + 2) & ~3)};
 }
 
-// Whether the candidate does not stand in front of it, too.
+// Whether no candidate before this one is the same.
 bool isFirst(std::span<const Vector> candidates, std::size_t i)
 {
     return std::find(candidates.begin(), candidates.begin() + static_cast<std::ptrdiff_t>(i),
@@ -121,7 +121,7 @@ Motion MotionSearch::search(const Block& block, const VectorRange& range, Vector
     predicted_ = predicted;
     best_ = {{}, std::numeric_limits<int>::max()};
     searchWhole(candidates);
-    // A block that does not move is often predicted exactly; so is what moves like its neighbours.
+    // What moves as its neighbours do is often predicted best with their very vectors.
     for (std::size_t i = 0; i < candidates.size(); i++)
         if (((candidates[i].x | candidates[i].y) & 3) != 0 && isFirst(candidates, i))
             tryPart(range.clamp(candidates[i]));

@@ -41,7 +41,6 @@ public:
         coded_ |= 1u << bit;
     }
 
-    bool empty() const { return coded_ == 0; }
     uint32_t coded() const { return coded_; }
     int16_t* data() { return coefficients_.data(); }
 
