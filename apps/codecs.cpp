@@ -85,11 +85,8 @@ struct EncoderEntry {
 };
 
 constexpr EncoderEntry encoders[] = {
-    {"h261", h261::makeEncoder},
-    {"h263", h263::makeEncoder},
-    {"h264", h264::makeEncoder},
-    {"mpeg2", mpeg2::makeEncoder},
-    {"mpeg4", mpeg4::makeEncoder},
+    {"h261", h261::makeEncoder},   {"h263", h263::makeEncoder},   {"h264", h264::makeEncoder},
+    {"mpeg2", mpeg2::makeEncoder}, {"mpeg4", mpeg4::makeEncoder},
 };
 
 std::string knownCodecs()
