@@ -56,6 +56,8 @@ PredictiveEncoder::PredictiveEncoder(const VideoFormat& format, const EncoderSet
 {
     if (format.chroma != ChromaFormat::yuv420 || format.bitDepth != 8)
         throw UnsupportedStream("only 4:2:0 pictures of 8 bits can be encoded");
+    if (settings.high)
+        throw UsageError("this encoder has no High profile");
     if (settings.bitRate)
         throw UsageError("this encoder has a constant quantiser only");
     if (settings.bFrames.value_or(0) != 0)

@@ -171,8 +171,8 @@ TEST(Mpeg2EncoderHeaders, DescribeTheVideo)
 TEST(Mpeg2EncoderSettings, AreChecked)
 {
     const Frame frame = makePictures("testsrc2", "64x48", 1)[0];
-    const EncoderSettings wrong[] = {{.qp = 0},        {.qp = 32},      {.bitRate = 10},
-                                     {.groupSize = 0}, {.bFrames = -1}, {.bFrames = 17}};
+    const EncoderSettings wrong[] = {{.qp = 0},       {.qp = 32},      {.bitRate = 10}, {.groupSize = 0},
+                                     {.bFrames = -1}, {.bFrames = 17}, {.high = true}};
     for (const EncoderSettings& settings : wrong)
         EXPECT_THROW(encodeInProcess("mpeg2", {{frame}}, settings), app::UsageError);
     Frame other = frame;

@@ -101,8 +101,12 @@ TEST(Mpeg4EncoderHeaders, DescribeTheVideo)
 TEST(Mpeg4EncoderSettings, AreChecked)
 {
     const auto frames = makePictures("testsrc2", "64x48", 1);
-    for (const app::EncoderSettings& settings :
-         {app::EncoderSettings{.qp = 0}, {.qp = 32}, {.bitRate = 100'000}, {.groupSize = 0}, {.bFrames = 1}})
+    for (const app::EncoderSettings& settings : {app::EncoderSettings{.qp = 0},
+                                                 {.qp = 32},
+                                                 {.bitRate = 100'000},
+                                                 {.groupSize = 0},
+                                                 {.bFrames = 1},
+                                                 {.high = true}})
         EXPECT_THROW(encodeInProcess("mpeg4", frames, settings), app::UsageError);
     std::vector<Frame> large = frames;
     large[0].format.width = 8192;

@@ -40,6 +40,8 @@ void check(const VideoFormat& format, const EncoderSettings& settings)
     checkRange("the bit rate", settings.bitRate.value_or(1000), 1000, 80'000'000);
     checkRange("the group size", settings.groupSize.value_or(1), 1, largestGroupSize);
     checkRange("the number of B pictures", settings.bFrames.value_or(0), 0, 16);
+    if (settings.high)
+        throw UsageError("MPEG-2 is encoded to Main Profile only");
     if (format.chroma != ChromaFormat::yuv420 || format.bitDepth != 8)
         throw UnsupportedStream("only 4:2:0 pictures of 8 bits can be encoded to MPEG-2");
 }
