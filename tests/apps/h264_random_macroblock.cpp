@@ -35,8 +35,8 @@ constexpr int subVectorsOfP[] = {1, 2, 2, 4}; // table 7-17
 } // namespace
 
 MacroblockWriter::MacroblockWriter(const RandomSlice& slice, Random& random, BitWriter& bits,
-                                   std::map<std::string, int>& tools)
-    : slice_(slice), random_(random), bits_(bits), tools_(tools), qp_(slice.header.qp)
+                                   std::map<std::string, int>& tools, UsedCodes& codes)
+    : slice_(slice), random_(random), bits_(bits), tools_(tools), codes_(codes), qp_(slice.header.qp)
 {}
 
 void MacroblockWriter::write()
@@ -259,7 +259,9 @@ void MacroblockWriter::writeChromaMode()
     if (isMonochrome())
         return;
     const Available samples = availableSamples();
-    const bool allowed[] = {true, samples.left, samples.top, samples.left && samples.top && samples.topLeft};
+    // Where half of the left edge is missing ffmpeg takes vertical prediction for DC.
+    const bool vertical = samples.top && samples.leftOfHalf[0] == samples.leftOfHalf[1];
+    const bool allowed[] = {true, samples.left, vertical, samples.left && samples.top && samples.topLeft};
     int mode = random_.uniform(0, 3);
     while (!allowed[mode])
         mode = random_.uniform(0, 3);
@@ -354,6 +356,7 @@ std::vector<MacroblockWriter::Partition> MacroblockWriter::writeSubTypes(bool& a
     for (int i = 0; i < 4; i++) {
         if (!slice_.header.isB()) {
             const int type = random_.uniform(0, 3);
+            tools_["P sub-macroblock type " + std::to_string(type)]++;
             putUe(bits_, static_cast<uint32_t>(type));
             partitions.push_back({subVectorsOfP[type], list0});
             allows8x8 = allows8x8 && type == 0;
@@ -445,12 +448,12 @@ int MacroblockWriter::levelBudget(bool transform8x8, int qpOffset) const
 std::vector<int> MacroblockWriter::randomLevels(std::size_t size, int budget)
 {
     std::vector<int> levels(size);
+    const auto anywhere = [&] { return random_.uniform<std::size_t>(0, static_cast<int64_t>(size) - 1); };
     const bool large = random_.oneIn(20);
-    const auto wanted = random_.oneIn(10) ? size : random_.uniform<std::size_t>(0, size < 5 ? 3 : 5);
+    const bool dense = random_.oneIn(10);
+    const std::size_t wanted = dense ? size : random_.uniform<std::size_t>(0, size < 5 ? 3 : 5);
     for (std::size_t n = 0; n < wanted && budget > 0; n++) {
-        const auto position = random_.oneIn(2)
-                                  ? std::min(n, size - 1)
-                                  : random_.uniform<std::size_t>(0, static_cast<int64_t>(size) - 1);
+        const auto position = dense || random_.oneIn(2) ? std::min(n, size - 1) : anywhere();
         if (levels[position] != 0)
             continue;
         const int most = std::min(budget, large ? 1000 : random_.oneIn(5) ? 6 : 1);
@@ -458,6 +461,9 @@ std::vector<int> MacroblockWriter::randomLevels(std::size_t size, int budget)
         budget -= level;
         levels[position] = random_.oneIn(2) ? level : -level;
     }
+    if (dense)
+        for (auto holes = random_.uniform<std::size_t>(0, static_cast<int64_t>(size)); holes > 0; holes--)
+            levels[anywhere()] = 0;
     return levels;
 }
 
@@ -483,7 +489,7 @@ void MacroblockWriter::writeResidual(int pattern, bool intra16x16, bool transfor
 {
     current().totalCoeff.fill(0);
     if (intra16x16)
-        putResidualBlock(bits_, context(0, 0, 0), randomLevels(16, levelBudget(false)));
+        putResidualBlock(bits_, codes_, context(0, 0, 0), randomLevels(16, levelBudget(false)));
     for (std::size_t block = 0; block < 4; block++) {
         if ((pattern >> block & 1) == 0)
             continue;
@@ -499,7 +505,7 @@ void MacroblockWriter::writeLuma4x4(std::size_t block, std::size_t size)
 {
     for (std::size_t part = 0; part < 4; part++) {
         const std::size_t raster = rasterOfBlock[4 * block + part];
-        const int total = putResidualBlock(bits_, context(0, raster % 4, raster / 4),
+        const int total = putResidualBlock(bits_, codes_, context(0, raster % 4, raster / 4),
                                            randomLevels(size, levelBudget(false)));
         current().totalCoeff[raster] = static_cast<uint8_t>(total);
     }
@@ -517,7 +523,7 @@ void MacroblockWriter::writeLuma8x8(std::size_t block)
         std::array<int, 16> own;
         for (std::size_t i = 0; i < 16; i++)
             own[i] = levels[4 * i + part];
-        const int total = putResidualBlock(bits_, context(0, raster % 4, raster / 4), own);
+        const int total = putResidualBlock(bits_, codes_, context(0, raster % 4, raster / 4), own);
         current().totalCoeff[raster] = static_cast<uint8_t>(total);
     }
 }
@@ -525,10 +531,10 @@ void MacroblockWriter::writeLuma8x8(std::size_t block)
 void MacroblockWriter::writeChroma(int pattern)
 {
     for (int component = 0; pattern != 0 && component < 2; component++)
-        putResidualBlock(bits_, -1, randomLevels(4, levelBudget(false, 12)));
+        putResidualBlock(bits_, codes_, -1, randomLevels(4, levelBudget(false, 12)));
     for (std::size_t component = 1; pattern == 2 && component <= 2; component++)
         for (std::size_t block = 0; block < 4; block++) {
-            const int total = putResidualBlock(bits_, context(component, block % 2, block / 2),
+            const int total = putResidualBlock(bits_, codes_, context(component, block % 2, block / 2),
                                                randomLevels(15, levelBudget(false, 12)));
             current().totalCoeff[12 + 4 * component + block] = static_cast<uint8_t>(total);
         }

@@ -1,6 +1,7 @@
 // Random macroblocks of H.264 CAVLC slices (ITU-T H.264 7.3.4, 7.3.5).
 #pragma once
 
+#include "apps/h264_random_syntax.h"
 #include "support/random.h"
 
 #include "common/bit_writer.h"
@@ -43,7 +44,7 @@ class MacroblockWriter
 {
 public:
     MacroblockWriter(const RandomSlice& slice, Random& random, BitWriter& bits,
-                     std::map<std::string, int>& tools);
+                     std::map<std::string, int>& tools, UsedCodes& codes);
 
     // slice_data()
     void write();
@@ -111,6 +112,7 @@ private:
     Random& random_;
     BitWriter& bits_;
     std::map<std::string, int>& tools_;
+    UsedCodes& codes_;
     int address_ = 0;
     int qp_;
     uint32_t skipped_ = 0;

@@ -146,7 +146,9 @@ std::vector<std::vector<int>> macroblocksOfGroups(const PictureParameterSet& set
 {
     const UnitGroups units(set, sequence, header);
     // 8.2.2.8: where a frame could be fields, a map unit is a macroblock of each field.
-    const int rowsOfUnit = sequence.frameMbsOnly || header.fieldPicture ? 1 : 2;
+    const bool unitsAreCounted =
+        sequence.frameMbsOnly || header.fieldPicture || sequence.mbAdaptiveFrameField;
+    const int rowsOfUnit = unitsAreCounted ? 1 : 2;
     std::vector<std::vector<int>> groups(static_cast<std::size_t>(set.sliceGroupCount));
     for (int y = 0; y < rowsOfUnit * sequence.heightInMapUnits; y++)
         for (int x = 0; x < sequence.widthInMbs; x++)

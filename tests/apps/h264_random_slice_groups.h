@@ -22,7 +22,8 @@ void drawSliceGroups(app::h264::PictureParameterSet& set, const app::h264::Seque
 int drawSliceGroupChangeCycle(const app::h264::PictureParameterSet& set,
                               const app::h264::SequenceParameterSet& sequence, Random& random);
 
-// The macroblocks of a frame or field picture by slice group, in decoding order.
+// The macroblocks of a picture, or the pairs of a frame of macroblock pairs, by slice group in decoding
+// order.
 std::vector<std::vector<int>> macroblocksOfGroups(const app::h264::PictureParameterSet& set,
                                                   const app::h264::SequenceParameterSet& sequence,
                                                   const app::h264::SliceHeader& header);

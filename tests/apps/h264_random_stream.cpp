@@ -326,10 +326,7 @@ void StreamWriter::writePicture(SliceHeader header, char type, Structure structu
     header.sliceGroupChangeCycle = drawSliceGroupChangeCycle(set, sequence_, random_);
     const bool mixesTypes = !options_.temporalDirect && random_.oneIn(2);
     const SliceType main = type == 'B' ? SliceType::b : type == 'P' ? SliceType::p : SliceType::i;
-    auto groups = macroblocksOfGroups(set, sequence_, header);
-    if (hasPairs(structure))
-        groups.front().resize(macroblocks_.size() / 2); // the pairs, which are numbered like macroblocks
-    for (const std::vector<int>& group : groups) {
+    for (const std::vector<int>& group : macroblocksOfGroups(set, sequence_, header)) {
         for (const std::vector<int>& slice : cutIntoSlices(group, random_)) {
             header.type = main;
             if (mixesTypes && main != SliceType::i && random_.oneIn(3))
@@ -421,7 +418,7 @@ void StreamWriter::writeSlice(SliceHeader header, const PictureParameterSet& set
     putSliceHeader(bits, header, sequence_, set, random_.oneIn(3));
     MacroblockWriter({sequence_, set, header, macroblocks_, sequence_.widthInMbs, sliceNumber_++, macroblocks,
                       std::move(references), hasPairs(structure)},
-                     random_, bits, stream_.tools)
+                     random_, bits, stream_.tools, stream_.codes)
         .write();
     slices_.push_back(nalUnit(header.nalRefIdc, header.idr ? nalIdrSlice : nalSlice, bits));
     if (options_.redundantSlices && disorder_.oneIn(2))
@@ -538,8 +535,12 @@ StreamWriter::drawReferences(SliceHeader& header, const PictureParameterSet& set
     for (std::size_t list = 0; list < 2; list++) {
         for (int i = 0; i < header.refCount[list]; i++) {
             const ReferencePicture& entry = lists[list][static_cast<std::size_t>(i)];
-            if (entry.frame == nullptr || entry.frame->nonExisting)
+            if (entry.frame == nullptr || entry.frame->nonExisting) {
+                stream_.tools["place in a list without a picture"]++;
                 continue;
+            }
+            if (entry.frame == current_)
+                stream_.tools["second field that may refer to the first"]++;
             usable[list].push_back(i);
             used.insert(entry.id());
         }
@@ -604,6 +605,7 @@ void StreamWriter::drawWeights(SliceHeader& header)
                                   : random_.oneIn(4) ? random_.extreme<int>(-128, 127)
                                                      : random_.uniform(-8, 8);
             }
+            stream_.tools["explicit weight"]++;
             header.weights[list].push_back(entry);
         }
 }

@@ -2,6 +2,7 @@
 // every macroblock type, reference list modification, memory management, weights by lot.
 #pragma once
 
+#include "apps/h264_random_syntax.h"
 #include "apps/picture_structures.h"
 
 #include <cstddef>
@@ -46,6 +47,7 @@ struct RandomH264Stream {
     std::vector<uint8_t> bytes;
     std::size_t frameCount = 0;
     std::map<std::string, int> tools; // how often each tool of the standard was used
+    UsedCodes codes;
 };
 
 RandomH264Stream makeRandomH264Stream(const RandomH264Options& options);

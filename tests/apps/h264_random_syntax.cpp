@@ -24,27 +24,28 @@ constexpr uint8_t patternCodesWithoutChroma[2][16] = {{1, 10, 11, 6, 12, 7, 14, 
                                                       {0, 1, 2, 5, 3, 6, 14, 10, 4, 15, 7, 11, 8, 12, 13, 9}};
 
 template <class Code, class Matches>
-void putRow(BitWriter& bits, std::span<const Code> rows, Matches matches)
+void putRow(BitWriter& bits, UsedCodes& used, std::span<const Code> rows, Matches matches)
 {
     const auto row = std::find_if(rows.begin(), rows.end(), matches);
     if (row == rows.end())
         throw std::logic_error("a code table lacks a value");
     bits.put(row->bits);
+    used.rows.insert(&*row);
 }
 
-void putValue(BitWriter& bits, std::span<const ValueCode> rows, int value)
+void putValue(BitWriter& bits, UsedCodes& used, std::span<const ValueCode> rows, int value)
 {
-    putRow(bits, rows, [=](const ValueCode& row) { return row.value == value; });
+    putRow(bits, used, rows, [=](const ValueCode& row) { return row.value == value; });
 }
 
-void putCoeffToken(BitWriter& bits, int nC, int trailingOnes, int total)
+void putCoeffToken(BitWriter& bits, UsedCodes& used, int nC, int trailingOnes, int total)
 {
     if (nC >= 8) { // six bits
         bits.put(total == 0 ? 3 : (total - 1) << 2 | trailingOnes, 6);
         return;
     }
     const auto& rows = h264::cavlcRows;
-    putRow(bits,
+    putRow(bits, used,
            nC < 0   ? rows.coeffTokenChromaDc
            : nC < 2 ? rows.coeffToken[0]
            : nC < 4 ? rows.coeffToken[1]
@@ -53,9 +54,10 @@ void putCoeffToken(BitWriter& bits, int nC, int trailingOnes, int total)
 }
 
 // level_prefix and level_suffix (9.2.2.1).
-void putLevelCode(BitWriter& bits, int levelCode, int suffixLength)
+void putLevelCode(BitWriter& bits, UsedCodes& used, int levelCode, int suffixLength)
 {
     const auto putPrefix = [&](int prefix) {
+        used.levelPrefixes.insert(prefix);
         bits.put(0, prefix);
         bits.put(1, 1);
     };
@@ -74,7 +76,7 @@ void putLevelCode(BitWriter& bits, int levelCode, int suffixLength)
 }
 
 // The levels behind the trailing ones, highest frequency first.
-void putLevels(BitWriter& bits, std::span<const int> levels, int trailingOnes)
+void putLevels(BitWriter& bits, UsedCodes& used, std::span<const int> levels, int trailingOnes)
 {
     const auto total = static_cast<int>(levels.size());
     int suffixLength = total > 10 && trailingOnes < 3 ? 1 : 0;
@@ -83,7 +85,7 @@ void putLevels(BitWriter& bits, std::span<const int> levels, int trailingOnes)
         int levelCode = level > 0 ? 2 * level - 2 : -2 * level - 1;
         if (i == trailingOnes && trailingOnes < 3)
             levelCode -= 2;
-        putLevelCode(bits, levelCode, suffixLength);
+        putLevelCode(bits, used, levelCode, suffixLength);
         suffixLength = std::max(suffixLength, 1);
         if (std::abs(level) > 3 << (suffixLength - 1) && suffixLength < 6)
             suffixLength++;
@@ -120,7 +122,7 @@ void putCodedBlockPattern(BitWriter& bits, int pattern, bool inter, bool monochr
 }
 
 // residual_block_cavlc(), 7.3.5.3.2.
-int putResidualBlock(BitWriter& bits, int nC, std::span<const int> scanned)
+int putResidualBlock(BitWriter& bits, UsedCodes& used, int nC, std::span<const int> scanned)
 {
     std::vector<int> levels; // highest frequency first
     std::vector<int> runs;   // zeros before each of them
@@ -137,21 +139,21 @@ int putResidualBlock(BitWriter& bits, int nC, std::span<const int> scanned)
     int trailingOnes = 0;
     while (trailingOnes < std::min(3, total) && std::abs(levels[static_cast<std::size_t>(trailingOnes)]) == 1)
         trailingOnes++;
-    putCoeffToken(bits, nC, trailingOnes, total);
+    putCoeffToken(bits, used, nC, trailingOnes, total);
     if (total == 0)
         return 0;
     for (int i = 0; i < trailingOnes; i++)
         bits.put(levels[static_cast<std::size_t>(i)] < 0, 1);
-    putLevels(bits, levels, trailingOnes);
+    putLevels(bits, used, levels, trailingOnes);
 
     const auto& rows = h264::cavlcRows;
     int left = static_cast<int>(scanned.size()) - total - zeros; // total_zeros
     if (total < static_cast<int>(scanned.size())) {
         const auto at = static_cast<std::size_t>(total);
-        putValue(bits, nC < 0 ? rows.totalZerosChromaDc[at] : rows.totalZeros[at], left);
+        putValue(bits, used, nC < 0 ? rows.totalZerosChromaDc[at] : rows.totalZeros[at], left);
     }
     for (std::size_t i = 0; i + 1 < levels.size() && left > 0; i++) {
-        putValue(bits, rows.runBefore[static_cast<std::size_t>(std::min(left, 7))], runs[i]);
+        putValue(bits, used, rows.runBefore[static_cast<std::size_t>(std::min(left, 7))], runs[i]);
         left -= runs[i];
     }
     return total;

@@ -4,6 +4,7 @@
 #include "common/bit_writer.h"
 
 #include <cstdint>
+#include <set>
 #include <span>
 #include <vector>
 
@@ -18,9 +19,15 @@ void putTe(BitWriter& bits, int most, int value); // a value 0..most
 // coded_block_pattern, luma + 16 * chroma, of an Intra_4x4 or Intra_8x8 or of an inter macroblock.
 void putCodedBlockPattern(BitWriter& bits, int pattern, bool inter, bool monochrome);
 
+// What was needed of the codes for coefficients.
+struct UsedCodes {
+    std::set<const void*> rows; // of the tables
+    std::set<int> levelPrefixes;
+};
+
 // A residual block by CAVLC: its levels in scan order, as many as the block has. nC is -1 for chroma DC.
 // Returns TotalCoeff.
-int putResidualBlock(BitWriter& bits, int nC, std::span<const int> scanned);
+int putResidualBlock(BitWriter& bits, UsedCodes& used, int nC, std::span<const int> scanned);
 
 // The NAL unit with a start code in front; `payload` lacks its trailing bits.
 std::vector<uint8_t> nalUnit(int refIdc, int type, BitWriter payload);

@@ -3,8 +3,11 @@
 #include "apps/support/clip.h"
 #include "apps/support/frames.h"
 
+#include "h264/cavlc_tables.h"
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -176,5 +179,60 @@ std::string kindName(const testing::TestParamInfo<RandomH264Kind>& info)
 } // namespace
 
 INSTANTIATE_TEST_SUITE_P(Streams, RandomH264Video, testing::ValuesIn(kinds), kindName);
+
+// The streams are worth their while only as long as they hold everything.
+TEST(RandomH264Video, UsesEverything)
+{
+    std::map<std::string, int> tools;
+    UsedCodes codes;
+    for (const RandomH264Kind& kind : kinds) {
+        RandomH264Options options = kind.options;
+        for (int i = 0; i < kind.count; i++, options.seed++) {
+            RandomH264Stream stream = makeRandomH264Stream(options);
+            for (const auto& [tool, count] : stream.tools)
+                tools[tool] += count;
+            codes.rows.merge(stream.codes.rows);
+            codes.levelPrefixes.merge(stream.codes.levelPrefixes);
+        }
+    }
+    struct Tools {
+        std::string name;
+        int first;
+        int last;
+    };
+    const Tools numbered[] = {{"Intra_4x4 mode ", 0, 8},
+                              {"Intra_8x8 mode ", 0, 8},
+                              {"Intra_16x16 mode ", 0, 3},
+                              {"chroma mode ", 0, 3},
+                              {"P macroblock type ", 0, 4},
+                              {"P sub-macroblock type ", 0, 3},
+                              {"B macroblock type ", 0, 22},
+                              {"B sub-macroblock type ", 0, 12},
+                              {"disable_deblocking_filter_idc ", 0, 2},
+                              {"memory management operation ", 1, 6},
+                              {"scaling list ", 0, 2}};
+    for (const Tools& group : numbered)
+        for (int i = group.first; i <= group.last; i++)
+            EXPECT_GE(tools[group.name + std::to_string(i)], 3) << group.name << i;
+    for (const char* const tool :
+         {"I_PCM", "skipped macroblock", "inter 4x4 transform", "inter 8x8 transform", "frame picture",
+          "field picture", "spatial direct", "temporal direct", "gap in frame_num", "list modification up",
+          "list modification down", "list modification by long-term picture",
+          "place in a list without a picture", "second field that may refer to the first", "frame pair",
+          "field pair", "explicit weight"})
+        EXPECT_GE(tools[tool], 3) << tool;
+
+    const auto expectAll = [&](const auto& rows) {
+        for (const auto& row : rows)
+            EXPECT_TRUE(codes.rows.contains(&row)) << "code " << row.bits;
+    };
+    const app::h264::CavlcRows& all = app::h264::cavlcRows;
+    std::for_each(all.coeffToken.begin(), all.coeffToken.end(), expectAll);
+    expectAll(all.coeffTokenChromaDc);
+    std::for_each(all.totalZeros.begin(), all.totalZeros.end(), expectAll);
+    std::for_each(all.totalZerosChromaDc.begin(), all.totalZerosChromaDc.end(), expectAll);
+    std::for_each(all.runBefore.begin(), all.runBefore.end(), expectAll);
+    EXPECT_EQ(codes.levelPrefixes.size(), 16U);
+}
 
 } // namespace kelvcpx::test

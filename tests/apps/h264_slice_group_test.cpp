@@ -160,10 +160,11 @@ INSTANTIATE_TEST_SUITE_P(Pictures, H264SliceGroups,
 TEST(H264Slices, ComeInAnyOrder)
 {
     for (const PictureStructures structures : {PictureStructures::frames, PictureStructures::mixed}) {
-        for (uint32_t seed = 1; seed <= 6; seed++) {
+        for (uint32_t seed = 1; seed <= 8; seed++) {
             SCOPED_TRACE("seed " + std::to_string(seed));
             RandomH264Options options{.seed = seed,
                                       .structures = structures,
+                                      .macroblockPairs = seed % 2 == 0,
                                       .types = "IPBBPBiBBPPIPBB",
                                       .extendedProfile = true,
                                       .sliceGroups = seed > 2};
