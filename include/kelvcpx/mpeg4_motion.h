@@ -236,8 +236,9 @@ KEL_API Status keliCalcGlobalMV_MPEG4(int32_t x, int32_t y, MotionVector* pMV,
  * @name Change the brightness of a sprite
  *
  * Multiplies the luma of a static sprite by 1 + change / 100 (ISO/IEC 14496-2 brightness_change_factor): each
- * sample p becomes (p * factor + 520) >> 10, clipped to 0..255, with factor = (1024 * change + 50) / 100 + 1024 for a change
- * that is not negative and (1024 * change - 50) / 100 + 1024 for one that is, both divided towards zero.
+ * sample p becomes (p * factor + 520) >> 10, clipped to 0..255, with factor = (1024 * change + 50) / 100 +
+ * 1024 for a change that is not negative and (1024 * change - 50) / 100 + 1024 for one that is, both divided
+ * towards zero.
  *
  * @param pSrcDst    top left sample
  * @param srcDstStep distance in bytes between rows; not checked
