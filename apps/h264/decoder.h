@@ -1,4 +1,5 @@
-// Decodes H.264 video (ITU-T H.264, ISO/IEC 14496-10): Baseline, Main and High profile, CAVLC.
+// Decodes H.264 video (ITU-T H.264, ISO/IEC 14496-10): the Baseline, Main, High, High 10 and High 4:2:2
+// profiles, and of the Extended profile what has neither data partitions nor SP and SI slices.
 #pragma once
 
 #include "common/decoder.h"

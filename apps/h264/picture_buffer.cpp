@@ -49,7 +49,7 @@ int frameNumWrap(const Frame& frame, int currentFrameNum, int maxFrameNum)
 
 void PictureBuffer::configure(const SequenceParameterSet& sequence, const Output& output)
 {
-    removeReferences();
+    unmarkAllBut(nullptr);
     flush(output);
     maxFrameNum_ = sequence.maxFrameNum();
     // What a damaged stream asks for has to fit into memory.
@@ -118,17 +118,10 @@ void PictureBuffer::removeUnused()
     });
 }
 
-void PictureBuffer::removeReferences()
+void PictureBuffer::unmarkAllBut(const Frame* current)
 {
     for (const FramePointer& frame : frames_)
-        frame->shortTerm = frame->longTerm = Structure::none;
-    maxLongTermFrameIdx_ = -1;
-}
-
-void PictureBuffer::unmarkAllBut(const Frame& current)
-{
-    for (const FramePointer& frame : frames_)
-        if (frame.get() != &current)
+        if (frame.get() != current)
             frame->shortTerm = frame->longTerm = Structure::none;
 }
 
@@ -163,14 +156,13 @@ bool PictureBuffer::goesBefore(const Frame& a, const Frame& b, const Frame& curr
 void PictureBuffer::mark(Frame& current, Structure structure, const SliceHeader& slice)
 {
     if (slice.idr) {
-        unmarkAllBut(current);
+        unmarkAllBut(&current);
         if (slice.longTermReference) {
             current.longTerm = current.longTerm | structure;
             current.longTermFrameIdx = 0;
         } else {
             current.shortTerm = current.shortTerm | structure;
         }
-        maxLongTermFrameIdx_ = slice.longTermReference ? 0 : -1;
         return;
     }
     const bool secondField = current.decoded != structure;
@@ -257,15 +249,12 @@ void PictureBuffer::apply(const MarkingOperation& operation, Frame& current, Str
         }
         break;
     case 4:
-        maxLongTermFrameIdx_ =
-            static_cast<int>(std::min<uint32_t>(operation.maxLongTermFrameIdx, mostFrames)) - 1;
         for (const FramePointer& frame : frames_)
-            if (frame->longTermFrameIdx > maxLongTermFrameIdx_)
+            if (static_cast<uint32_t>(frame->longTermFrameIdx) >= operation.maxLongTermFrameIdx)
                 frame->longTerm = Structure::none;
         break;
     case 5:
-        unmarkAllBut(current);
-        maxLongTermFrameIdx_ = -1;
+        unmarkAllBut(&current);
         break;
     default: // 6
         releaseLongTermIdx(longTermIdx, &current);

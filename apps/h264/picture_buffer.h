@@ -37,9 +37,6 @@ public:
     // Makes room for the current reference frame (8.2.5.3).
     void slideWindow(const Frame& current);
 
-    // No frame is a reference any more.
-    void removeReferences();
-
     const std::vector<FramePointer>& frames() const { return frames_; }
 
 private:
@@ -56,7 +53,7 @@ private:
     void releaseLongTermIdx(int longTermFrameIdx, const Frame* except);
     void apply(const MarkingOperation& operation, Frame& current, Structure structure,
                const SliceHeader& slice);
-    void unmarkAllBut(const Frame& current);
+    void unmarkAllBut(const Frame* current);
 
     std::vector<FramePointer> frames_; // in decoding order
     std::vector<FramePointer> pool_;
@@ -64,7 +61,6 @@ private:
     std::size_t reorderDepth_ = 0; // frames that may wait for an earlier one
     std::size_t maxReferences_ = 1;
     int maxFrameNum_ = 16;
-    int maxLongTermFrameIdx_ = -1; // "no long-term frame indices"
     int32_t nextNumber_ = 0;
 };
 
