@@ -1,5 +1,8 @@
-// Damaged H.264 streams with what the random streams lack: CABAC, macroblock pairs, deep samples, 4:2:2.
+// Damaged H.264 streams.
+#include "apps/h264_random_headers.h"
+#include "apps/h264_random_syntax.h"
 #include "apps/support/clip.h"
+#include "apps/support/frames.h"
 #include "fuzz/damage.h"
 
 #include "h264/decoder.h"
@@ -14,6 +17,7 @@
 namespace kelvcpx::test {
 namespace {
 
+// What the random streams lack: CABAC, deep samples, 4:2:2.
 TEST(DamagedH264Video, IsDecodedAsFarAsPossible)
 {
     const std::string kinds[] = {
@@ -44,6 +48,60 @@ TEST(DamagedH264Video, IsDecodedAsFarAsPossible)
     EXPECT_LT(outcome.unsupported, copies / 10);
     EXPECT_GT(outcome.reports, 0);
     EXPECT_GT(outcome.pictures, 5 * copies);
+}
+
+// An IDR picture of one macroblock, and one that is predicted from the entry `refIdx` of a list of two, which
+// has one picture.
+std::vector<uint8_t> streamWithShortList(int refIdx)
+{
+    using namespace app::h264;
+    SequenceParameterSet sequence;
+    sequence.profileIdc = 66;
+    sequence.levelIdc = 10;
+    sequence.maxNumRefFrames = 2;
+    sequence.widthInMbs = 1;
+    sequence.heightInMapUnits = 1;
+    PictureParameterSet set;
+    set.defaultRefCount = {2, 1};
+    SliceHeader header;
+    header.nalRefIdc = 1;
+    header.idr = true;
+    BitWriter intra;
+    putSliceHeader(intra, header, sequence, set, false);
+    putUe(intra, 25); // I_PCM
+    intra.align();
+    for (int i = 0; i < 384; i++)
+        intra.put(70, 8);
+    header.idr = false;
+    header.type = SliceType::p;
+    header.frameNum = 1;
+    header.pocLsb = 2;
+    header.refCount = {2, 0};
+    BitWriter inter;
+    putSliceHeader(inter, header, sequence, set, false);
+    putUe(inter, 0); // mb_skip_run
+    putUe(inter, 0); // P_L0_16x16
+    putTe(inter, 1, refIdx);
+    putSe(inter, 0); // mvd_l0
+    putSe(inter, 0);
+    putCodedBlockPattern(inter, 0, true, false);
+    std::vector<uint8_t> bytes;
+    for (const auto& unit :
+         {nalUnit(1, 7, sequenceParameterSet(sequence)), nalUnit(1, 8, pictureParameterSet(set, sequence)),
+          nalUnit(1, 5, intra), nalUnit(1, 1, inter)})
+        bytes.insert(bytes.end(), unit.begin(), unit.end());
+    return bytes;
+}
+
+TEST(DamagedH264Video, IsReportedOnlyWhereABlockRefersToNothing)
+{
+    for (const int refIdx : {0, 1}) {
+        SCOPED_TRACE(refIdx);
+        const DecodedStream stream = decodeInProcess("h264", streamWithShortList(refIdx));
+        EXPECT_EQ(stream.damage.size(), static_cast<std::size_t>(refIdx));
+        ASSERT_EQ(stream.frames.size(), 2U);
+        EXPECT_EQ(stream.frames[1].planes[0], std::vector<uint8_t>(256, 70)); // concealed by what there is
+    }
 }
 
 } // namespace

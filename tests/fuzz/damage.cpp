@@ -121,7 +121,7 @@ DamageSearch::DamageSearch(Trial trial) : trial_(std::move(trial)) {}
 void DamageSearch::run(int64_t first, int64_t count)
 {
     for (int64_t number = first; number < first + count; number++) {
-        if (number % 1000 == 0) // tells where to start again after a crash
+        if (number % 1000 == 0 && number > first) // tells where to start again after a crash
             std::fprintf(stderr, "copy %lld\n", static_cast<long long>(number));
         tryCopy(number);
     }
