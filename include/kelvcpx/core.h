@@ -38,12 +38,11 @@ typedef struct LibraryVersion {
 } LibraryVersion;
 
 /**
- * @name Version
- * @{
+ * Tells the version of the library.
+ *
+ * @return the version record, the same on every call; never null
  */
-/** Returns the version record, the same on every call; never null. */
 KEL_API const LibraryVersion* kelvcGetLibVersion(void) KEL_NOEXCEPT;
-/** @} */
 
 /**
  * @name Aligned memory

@@ -66,6 +66,8 @@ KEL_API Status keliHuffmanRunLevelTableInitAlloc_32s(const int32_t* pCodeList,
 /**
  * Releases a table of either kind.
  *
+ * @param pTable table made by keliHuffmanTableInitAlloc_32s() or keliHuffmanRunLevelTableInitAlloc_32s()
+ *
  * @retval StatusOk          released
  * @retval StatusNullPointer `pTable` is null
  */

@@ -138,8 +138,6 @@ KEL_API Status keliQuantInter_MPEG4_16s_C1I(int16_t* pSrcDst, const QuantSpec* p
 /** @} */
 
 /**
- * @name DC differences of intra blocks
- *
  * Decodes dct_dc_size, dct_dc_differential and the marker bit behind differences of more than 8 bits (ISO/IEC
  * 14496-2 6.2.8, tables B-13 and B-14). The caller adds the prediction.
  *

@@ -25,16 +25,26 @@
 
 #include <stdint.h>
 
+/**
+ * @def KEL_EXPORT
+ * Makes a symbol of the library visible to its clients.
+ */
 #if defined(__GNUC__)
 #define KEL_EXPORT __attribute__((visibility("default")))
 #else
 #define KEL_EXPORT
 #endif
 
+/**
+ * @def KEL_API
+ * Declares an operation: C linkage, exported. Followed by a return type and a declarator.
+ */
+/**
+ * @def KEL_NOEXCEPT
+ * Ends an operation's declarator: no operation throws.
+ */
 #ifdef __cplusplus
-/** Declares an operation: C linkage, exported. Followed by a return type and a declarator. */
 #define KEL_API extern "C" KEL_EXPORT
-/** Ends an operation's declarator: no operation throws. */
 #define KEL_NOEXCEPT noexcept
 #else
 #define KEL_API extern KEL_EXPORT
@@ -42,13 +52,14 @@
 #endif
 
 /**
- * Result of every operation that can fail: 0 is success, negative values are errors, positive values
- * warnings. A signed 32-bit integer in C, an enumeration with the same representation in C++.
+ * Result of every operation that can fail, one of ::StatusCode: 0 is success, negative values are errors,
+ * positive values warnings. A signed 32-bit integer in C, an enumeration with the same representation in C++.
  */
 #ifdef __cplusplus
 enum Status : int32_t
 #else
 typedef int32_t Status;
+/** The values of ::Status; in C++ they belong to that type. */
 enum StatusCode
 #endif
 {
