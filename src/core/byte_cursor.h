@@ -12,30 +12,35 @@ inline uint32_t bigEndian32(const uint8_t* byte)
            static_cast<uint32_t>(byte[2]) << 8 | byte[3];
 }
 
-// Loaded from the caller's pointer and offset, kept in registers while a block is read, stored back at the
-// end.
+// Keep it in registers: functions that take a reference to it must be inlined. Loads no byte beyond the third
+// one that follows the byte of the next unread bit.
 class ByteReader
 {
 public:
-    // `consumed` is the number of bits, 0..7, of the current byte that are already read.
-    ByteReader(const uint8_t* byte, int32_t consumed) : byte_(byte), consumed_(consumed) {}
+    // `consumed` is the number of bits, 0..7, of the first byte that are already read.
+    ByteReader(const uint8_t* byte, int32_t consumed)
+        : byte_(byte), consumed_(consumed), bits_(bigEndian32(byte))
+    {}
 
-    // The 32 bits from the first byte of the cursor on: of them 25 at least are unread. Loads four bytes.
-    uint32_t window() const { return bigEndian32(byte_) << consumed_; }
-
-    // The next n bits, 1..25, without consuming them.
-    uint32_t peek(int32_t n) const { return window() >> (32 - n); }
-
-    // Consumes n bits.
-    void skip(int32_t n)
+    // Makes n bits, up to 25, available to peek() and skip().
+    void fill(int32_t n)
     {
-        consumed_ += n;
-        byte_ += consumed_ >> 3;
-        consumed_ &= 7;
+        if (consumed_ + n > 32) [[unlikely]] {
+            byte_ += consumed_ >> 3;
+            consumed_ &= 7;
+            bits_ = bigEndian32(byte_);
+        }
     }
+
+    // The next n available bits, at least one, without consuming them.
+    uint32_t peek(int32_t n) const { return bits_ << consumed_ >> (32 - n); }
+
+    // Consumes n available bits.
+    void skip(int32_t n) { consumed_ += n; }
 
     uint32_t read(int32_t n)
     {
+        fill(n);
         const uint32_t value = peek(n);
         skip(n);
         return value;
@@ -43,13 +48,14 @@ public:
 
     void store(const uint8_t** ppBitStream, int32_t* pBitOffset) const
     {
-        *ppBitStream = byte_;
-        *pBitOffset = consumed_;
+        *ppBitStream = byte_ + (consumed_ >> 3);
+        *pBitOffset = consumed_ & 7;
     }
 
 private:
     const uint8_t* byte_;
-    int32_t consumed_;
+    int32_t consumed_; // bits of bits_, 0..32
+    uint32_t bits_;    // the four bytes from byte_ on
 };
 
 // Keeps the bits before the cursor, stores every byte that a code reaches, and leaves the bits behind it

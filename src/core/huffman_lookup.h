@@ -3,6 +3,7 @@
 
 #include "core/word_cursor.h"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace kelvcpx::huffman {
@@ -49,16 +50,30 @@ constexpr int32_t second(int32_t leaf)
     return leaf >> 16;
 }
 
-// Finds the leaf for the bits at the cursor. All bits looked at stay consumed: the caller gives back what
-// lies behind the code.
-inline int32_t lookUp(WordReader& reader, const int32_t* table)
+// Finds the leaf for the bits at the cursor, gives back what lies behind its code and returns it. Of the bits
+// of an invalid code, too, those stay consumed that the entry does not give back.
+inline int32_t lookUp(WordReader& stream, const int32_t* table)
 {
-    int32_t entry = table[1 + static_cast<int32_t>(reader.read(table[0]))];
+    int32_t width = table[0];
+    stream.fill(width);
+    int32_t entry = table[1 + std::size_t{stream.peek(width)}];
     while (isLink(entry)) {
+        stream.skip(width);
         const int32_t* const sub = table + subTable(entry);
-        entry = sub[1 + static_cast<int32_t>(reader.read(sub[0]))];
+        width = sub[0];
+        stream.fill(width);
+        entry = sub[1 + std::size_t{stream.peek(width)}];
     }
+    stream.skip(width - giveBack(entry));
     return entry;
+}
+
+// Where an invalid code is to leave all bits consumed that were looked at, takes back what lookUp() gave
+// back.
+inline void consumeInvalid(WordReader& stream, int32_t leaf)
+{
+    if (isInvalid(leaf))
+        stream.skip(giveBack(leaf));
 }
 
 } // namespace kelvcpx::huffman

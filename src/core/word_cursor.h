@@ -5,53 +5,54 @@
 
 namespace kelvcpx {
 
-// Loaded from the caller's pointer and offset, kept in registers while a block is read, stored back at the
-// end.
+// Keep it in registers: functions that take a reference to it must be inlined. Loads no word beyond the one
+// that follows the cursor.
 class WordReader
 {
 public:
     // `offset` is the index of the next unread bit, 31 the most significant one.
-    WordReader(const uint32_t* word, int32_t offset) : word_(word), offset_(offset) {}
+    WordReader(const uint32_t* word, int32_t offset)
+        : bits_((static_cast<uint64_t>(word[0]) << 32 | word[1]) << (31 - offset)), count_(33 + offset),
+          next_(word + 2)
+    {}
 
-    // The next n bits, 1..32, without consuming them. The word after the current one is loaded too.
-    uint32_t peek(int32_t n) const
+    // Makes n bits, up to 32, available to peek() and skip(). Asking for few of them spares most loads.
+    void fill(int32_t n)
     {
-        const uint64_t two = static_cast<uint64_t>(word_[0]) << 32 | word_[1];
-        return static_cast<uint32_t>(two << (31 - offset_) >> (64 - n));
+        if (count_ < n) [[unlikely]] {
+            bits_ |= static_cast<uint64_t>(*next_++) << (32 - count_);
+            count_ += 32;
+        }
     }
 
-    // Consumes n bits, 0..32.
+    // The next n bits, 1..32, without consuming them; zeros where they are not available.
+    uint32_t peek(int32_t n) const { return static_cast<uint32_t>(bits_ >> (64 - n)); }
+
+    // Consumes n available bits.
     void skip(int32_t n)
     {
-        offset_ -= n;
-        word_ += static_cast<uint32_t>(offset_) >> 31;
-        offset_ &= 31;
+        bits_ <<= n;
+        count_ -= n;
     }
 
     uint32_t read(int32_t n)
     {
+        fill(n);
         const uint32_t value = peek(n);
         skip(n);
         return value;
     }
 
-    // Moves back by n bits, 0..31.
-    void giveBack(int32_t n)
-    {
-        offset_ += n;
-        word_ -= offset_ >> 5;
-        offset_ &= 31;
-    }
-
     void store(const uint32_t** ppBitStream, int32_t* pBitOffset) const
     {
-        *ppBitStream = word_;
-        *pBitOffset = offset_;
+        *ppBitStream = next_ - ((count_ + 31) >> 5);
+        *pBitOffset = (count_ - 1) & 31;
     }
 
 private:
-    const uint32_t* word_;
-    int32_t offset_;
+    uint64_t bits_; // the next unread bit is the most significant one; zeros behind the available bits
+    int32_t count_; // available bits, 0..64
+    const uint32_t* next_;
 };
 
 // The offset counts the free bits of the current word, 1..32. The free bits, and all words that the writer

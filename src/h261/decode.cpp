@@ -1,6 +1,6 @@
 // Levels and coefficients from the stream (ITU-T H.261 4.2.4).
+#include "core/byte_cursor.h"
 #include "core/byte_cursor_check.h"
-#include "core/byte_window.h"
 #include "h263/dequantise.h"
 #include "h263/intra_dc.h"
 #include "h263/scan.h"
@@ -22,7 +22,7 @@ struct Event {
 constexpr Event noEvent = {0, 0};
 
 // What follows the six bits of the escape code, which are still to be consumed.
-inline Event readEscape(ByteWindow& stream)
+inline Event readEscape(ByteReader& stream)
 {
     constexpr int32_t codeLength = 6;
     stream.fill(codeLength + 14);
@@ -32,7 +32,7 @@ inline Event readEscape(ByteWindow& stream)
     return level == 0 || level == -128 ? noEvent : Event{run + 1, level};
 }
 
-inline Event readEvent(ByteWindow& stream)
+inline Event readEvent(ByteReader& stream)
 {
     stream.fill(lookAhead);
     const uint32_t bits = stream.peek(lookAhead);
@@ -69,7 +69,7 @@ Status ownDecodeCoeffs_H261(const uint8_t** ppBitStream, int32_t* pBitOffset, co
 {
     int16_t* const pCoef = target.pCoef;
     std::fill_n(pCoef, 64, int16_t{0});
-    ByteWindow stream(*ppBitStream, *pBitOffset);
+    ByteReader stream(*ppBitStream, *pBitOffset);
     int32_t position = kind == BlockKind::intra ? 0 : -1;
     if constexpr (kind == BlockKind::inter)
         if (stream.peek(1) != 0) { // run 0, level 1: no block without a coefficient is coded

@@ -1,7 +1,7 @@
 // Decoding the coefficients of a block (ITU-T H.263 5.4.2).
 #pragma once
 
-#include "core/byte_window.h"
+#include "core/byte_cursor.h"
 #include "tables/h263_tables.h"
 
 #include <kelvcpx/types.h>
@@ -34,7 +34,7 @@ constexpr Event noEvent = {0, 0, false};
 
 // What follows the seven bits of the escape code, which are still to be consumed.
 template <Escape escape>
-Event readEscape(ByteWindow& stream)
+Event readEscape(ByteReader& stream)
 {
     constexpr int32_t codeLength = 7;
     stream.fill(codeLength + 15);
@@ -54,7 +54,7 @@ Event readEscape(ByteWindow& stream)
 }
 
 template <Escape escape>
-Event readEvent(ByteWindow& stream, const CoefficientTables& tables)
+Event readEvent(ByteReader& stream, const CoefficientTables& tables)
 {
     stream.fill(lookAhead);
     const uint32_t bits = stream.peek(lookAhead);
@@ -84,7 +84,7 @@ template <Escape escape, class Store>
 Status decodeEvents(const CoefficientTables& tables, int32_t firstPosition, const uint8_t** ppBitStream,
                     int32_t* pBitOffset, int32_t* pLast, Store store)
 {
-    ByteWindow stream(*ppBitStream, *pBitOffset);
+    ByteReader stream(*ppBitStream, *pBitOffset);
     int32_t position = firstPosition - 1;
     Event event;
     do {

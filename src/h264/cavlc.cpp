@@ -3,7 +3,6 @@
 #include "core/arguments.h"
 #include "core/huffman_lookup.h"
 #include "core/word_cursor.h"
-#include "core/word_window.h"
 #include "tables/h264_tables.h"
 
 #include <kelvcpx/h264_residual.h>
@@ -64,7 +63,7 @@ constexpr auto shortLevels = [] {
 }();
 
 // Any level, with the bonus of a first one. A prefix of more than 31 zeros gives 0, which is no level.
-[[gnu::noinline]] int32_t readLongLevel(WordWindow& stream, int32_t suffixLength, int32_t bonus)
+[[gnu::noinline]] int32_t readLongLevel(WordReader& stream, int32_t suffixLength, int32_t bonus)
 {
     stream.fill(32);
     const uint32_t bits = stream.peek(32);
@@ -88,17 +87,17 @@ constexpr auto shortLevels = [] {
 }
 
 // The same with a copy of the window, so that the original stays in registers.
-[[gnu::always_inline]] inline int32_t readLongLevelApart(WordWindow& stream, int32_t suffixLength,
+[[gnu::always_inline]] inline int32_t readLongLevelApart(WordReader& stream, int32_t suffixLength,
                                                          int32_t bonus)
 {
-    WordWindow copy = stream;
+    WordReader copy = stream;
     const int32_t level = readLongLevel(copy, suffixLength, bonus);
     stream = copy;
     return level;
 }
 
 // Reads the levels after the trailing ones, highest frequency first. False if one is invalid.
-[[gnu::always_inline]] inline bool GetBlockCoeffs_CAVLC(WordWindow& stream, int32_t totalCoeff,
+[[gnu::always_inline]] inline bool GetBlockCoeffs_CAVLC(WordReader& stream, int32_t totalCoeff,
                                                         int32_t trailingOnes, int32_t* levels)
 {
     int32_t suffixLength = totalCoeff > 10 && trailingOnes < 3 ? 1 : 0;
@@ -134,7 +133,7 @@ constexpr auto shortLevels = [] {
 }
 
 // Number and signs of the trailing ones. Room for three levels is written whatever their number.
-void readTrailingOnes(WordWindow& stream, int32_t trailingOnes, int32_t* levels)
+void readTrailingOnes(WordReader& stream, int32_t trailingOnes, int32_t* levels)
 {
     stream.fill(3);
     const auto signs = static_cast<int32_t>(stream.peek(3));
@@ -150,14 +149,14 @@ struct CoeffToken {
 };
 
 // The token of a table. An invalid code gives numbers that no block has.
-CoeffToken readToken(WordWindow& stream, const int32_t* table)
+CoeffToken readToken(WordReader& stream, const int32_t* table)
 {
-    const int32_t leaf = huffman::decode(stream, table);
+    const int32_t leaf = huffman::lookUp(stream, table);
     return {leaf >> 16 & 0xFF, leaf >> 8 & 0xFF};
 }
 
 // Six bits, the last column of table 9-5.
-CoeffToken readFixedLengthToken(WordWindow& stream)
+CoeffToken readFixedLengthToken(WordReader& stream)
 {
     const auto bits = static_cast<int32_t>(stream.read(6));
     if (bits == 3)
@@ -180,7 +179,7 @@ struct Block {
 
 // Stores the levels, highest frequency first, with the zeros that run_before puts between them.
 template <class Coefficient>
-[[gnu::always_inline]] inline Status placeLevels(WordWindow& stream, const Block<Coefficient>& block,
+[[gnu::always_inline]] inline Status placeLevels(WordReader& stream, const Block<Coefficient>& block,
                                                  const int32_t* const* runBeforeTables, const int32_t* levels,
                                                  int32_t totalCoeff, int32_t zerosLeft)
 {
@@ -192,7 +191,7 @@ template <class Coefficient>
         const int32_t* const table = runBeforeTables[zerosLeft];
         if (anyNull(table))
             return StatusNullPointer;
-        const int32_t run = huffman::value(huffman::decode(stream, table));
+        const int32_t run = huffman::value(huffman::lookUp(stream, table));
         if (static_cast<uint32_t>(run) > static_cast<uint32_t>(zerosLeft))
             return StatusBadHuffmanCode; // the value of an invalid code too is too large
         place(zerosLeft + left - 1, *levels++);
@@ -205,7 +204,7 @@ template <class Coefficient>
 
 // What follows the signs of the trailing ones in a block that has coefficients.
 template <class Coefficient>
-[[gnu::always_inline]] inline Status decodeCoefficients(WordWindow& stream, const Block<Coefficient>& block,
+[[gnu::always_inline]] inline Status decodeCoefficients(WordReader& stream, const Block<Coefficient>& block,
                                                         CoeffToken token, const Tables& tables,
                                                         int32_t* levels)
 {
@@ -218,7 +217,7 @@ template <class Coefficient>
         const int32_t* const table = tables.totalZeros[token.totalCoeff];
         if (anyNull(table))
             return StatusNullPointer;
-        totalZeros = huffman::value(huffman::decode(stream, table));
+        totalZeros = huffman::value(huffman::lookUp(stream, table));
         if (static_cast<uint32_t>(totalZeros) > static_cast<uint32_t>(block.maxNumCoeff - token.totalCoeff))
             return StatusBadHuffmanCode; // the value of an invalid code too is too large
     }
@@ -235,7 +234,7 @@ template <int32_t size, class Coefficient, class ReadToken>
 Status decodeBlock(Cursor cursor, uint16_t* pTotalCoeff, Coefficient** ppCoeffs, int32_t maxNumCoeff,
                    const int32_t* positions, const Tables& tables, ReadToken readBlockToken)
 {
-    WordWindow stream(*cursor.ppBitStream, *cursor.pBitOffset);
+    WordReader stream(*cursor.ppBitStream, *cursor.pBitOffset);
     const CoeffToken token = readBlockToken(stream);
     if (token.totalCoeff > maxNumCoeff || token.trailingOnes > 3)
         return StatusBadHuffmanCode;
@@ -278,7 +277,7 @@ Status decode4x4(const uint32_t** ppBitStream, int32_t* pBitOffset, uint16_t* pT
     // The scan of a block without its DC begins at the second position.
     return decodeBlock<16>(
         {ppBitStream, pBitOffset}, pTotalCoeff, ppCoeffs, maxNumCoeff, scanOrder + (16 - maxNumCoeff),
-        {totalZerosTables, runBeforeTables}, [=](WordWindow& stream) {
+        {totalZerosTables, runBeforeTables}, [=](WordReader& stream) {
             return table != nullptr ? readToken(stream, table) : readFixedLengthToken(stream);
         });
 }
@@ -296,7 +295,7 @@ Status decodeChromaDc(const uint32_t** ppBitStream, int32_t* pBitOffset, uint16_
     const int32_t* const positions = size == 4 ? chromaDcRasterScan.data() : ChromaDC422RasterScan.data();
     return decodeBlock<size>({ppBitStream, pBitOffset}, pTotalCoeff, ppCoeffs, size, positions,
                              {totalZerosTables, runBeforeTables},
-                             [=](WordWindow& stream) { return readToken(stream, coeffTokenTable); });
+                             [=](WordReader& stream) { return readToken(stream, coeffTokenTable); });
 }
 
 } // namespace

@@ -13,12 +13,10 @@ Status keliDecodeHuffmanOne_1u32s(const uint32_t** ppBitStream, int32_t* pBitOff
 
     WordReader reader(*ppBitStream, *pBitOffset);
     const int32_t leaf = huffman::lookUp(reader, pTable);
-    const bool valid = !huffman::isInvalid(leaf);
-    if (valid)
-        reader.giveBack(huffman::giveBack(leaf));
+    huffman::consumeInvalid(reader, leaf);
     *pDecodedValue = huffman::value(leaf);
     reader.store(ppBitStream, pBitOffset);
-    return valid ? StatusOk : StatusBadHuffmanCode;
+    return huffman::isInvalid(leaf) ? StatusBadHuffmanCode : StatusOk;
 }
 
 Status keliDecodeHuffmanPair_1u16s(const uint32_t** ppBitStream, int32_t* pBitOffset, const int32_t* pTable,
@@ -31,7 +29,6 @@ Status keliDecodeHuffmanPair_1u16s(const uint32_t** ppBitStream, int32_t* pBitOf
     const int32_t leaf = huffman::lookUp(reader, pTable);
     if (huffman::isInvalid(leaf))
         return StatusBadHuffmanCode;
-    reader.giveBack(huffman::giveBack(leaf));
     *pFirst = static_cast<uint8_t>(huffman::first(leaf));
     *pSecond = static_cast<int16_t>(huffman::second(leaf));
     reader.store(ppBitStream, pBitOffset);

@@ -74,14 +74,14 @@ public:
     {
         const int32_t leaf = huffman::lookUp(reader_, table);
         RunLevel code{huffman::first(leaf), leafLevel<standard, kind>(leaf)};
-        if (!huffman::isInvalid(leaf)) [[likely]]
-            reader_.giveBack(huffman::giveBack(leaf));
         if (code.run == endOfBlock)
             return Step::endOfBlock;
         if (code.run == escape)
             code = readEscape<standard>(reader_);
-        if (position_ + code.run >= lastPosition)
-            return Step::badCode; // an invalid code ends up here too: its run is 241
+        if (position_ + code.run >= lastPosition) [[unlikely]] {
+            huffman::consumeInvalid(reader_, leaf); // an invalid code ends up here too: its run is 241
+            return Step::badCode;
+        }
         put(code);
         return Step::coefficient;
     }
@@ -99,6 +99,7 @@ public:
     // level 1.
     Status decodeNonIntra(const int32_t* firstTable, const int32_t* table)
     {
+        reader_.fill(2);
         const uint32_t bits = reader_.peek(2);
         if (bits >= 2) {
             reader_.skip(2);
@@ -113,9 +114,9 @@ public:
     bool readDCDifference(const int32_t* sizeTable, int32_t& difference)
     {
         const int32_t leaf = huffman::lookUp(reader_, sizeTable);
+        huffman::consumeInvalid(reader_, leaf);
         if (huffman::isInvalid(leaf))
             return false;
-        reader_.giveBack(huffman::giveBack(leaf));
         const int32_t size = huffman::value(leaf);
         difference = 0;
         if (size < 0 || size > 31)

@@ -17,7 +17,7 @@ namespace {
 
 // Reads an event that has a code of its own. False if there is none, or it is the escape code, which is not
 // consumed then.
-[[gnu::always_inline]] inline bool readCode(ByteWindow& reader, const CodeSet& codes, Event& event)
+[[gnu::always_inline]] inline bool readCode(ByteReader& reader, const CodeSet& codes, Event& event)
 {
     reader.fill(lookAhead + 1);
     const uint32_t bits = reader.peek(lookAhead + 1);
@@ -34,7 +34,7 @@ namespace {
 }
 
 // The third mode: run and level as they are.
-bool readPlainFields(ByteWindow& reader, const CodeSet& codes, Event& event)
+bool readPlainFields(ByteReader& reader, const CodeSet& codes, Event& event)
 {
     const uint32_t last = reader.read(1);
     const uint32_t run = reader.read(6);
@@ -51,7 +51,7 @@ bool readPlainFields(ByteWindow& reader, const CodeSet& codes, Event& event)
 }
 
 // What follows the escape code (7.4.1.3).
-bool readEscaped(ByteWindow& reader, const CodeSet& codes, Event& event)
+bool readEscaped(ByteReader& reader, const CodeSet& codes, Event& event)
 {
     if (reader.read(1) == 0) {
         if (!readCode(reader, codes, event))
@@ -71,12 +71,12 @@ bool readEscaped(ByteWindow& reader, const CodeSet& codes, Event& event)
 
 // Works on copies, so that the originals stay in registers.
 struct Escaped {
-    ByteWindow reader;
+    ByteReader reader;
     Event event;
     bool isValid;
 };
 
-[[gnu::noinline]] Escaped readEscape(ByteWindow reader, const CodeSet& codes)
+[[gnu::noinline]] Escaped readEscape(ByteReader reader, const CodeSet& codes)
 {
     Escaped result{reader, {}, false};
     if (result.reader.peek(lengthOf(escapeCode)) == bitsOf(escapeCode)) {
@@ -87,7 +87,7 @@ struct Escaped {
 }
 
 template <const CodeSet& codes>
-[[gnu::always_inline]] inline bool readEvent(ByteWindow& reader, Event& event)
+[[gnu::always_inline]] inline bool readEvent(ByteReader& reader, Event& event)
 {
     if (readCode(reader, codes, event)) [[likely]]
         return true;
@@ -98,7 +98,7 @@ template <const CodeSet& codes>
 }
 
 template <const CodeSet& codes>
-Status decodeLevels(ByteWindow& reader, int16_t* pCoef, int32_t* pIndxLastNonZero, const ScanTable& scan)
+Status decodeLevels(ByteReader& reader, int16_t* pCoef, int32_t* pIndxLastNonZero, const ScanTable& scan)
 {
     const uint8_t* __restrict positions = scan.data();
     return decodeBlock(reader, pIndxLastNonZero, readEvent<codes>, [=](int32_t position, int32_t level) {
@@ -106,20 +106,20 @@ Status decodeLevels(ByteWindow& reader, int16_t* pCoef, int32_t* pIndxLastNonZer
     });
 }
 
-Status ownpmp4_DecodeCoeffsIntra_MPEG4_1u16s(ByteWindow& reader, int16_t* pCoef, int32_t* pIndxLastNonZero,
+Status ownpmp4_DecodeCoeffsIntra_MPEG4_1u16s(ByteReader& reader, int16_t* pCoef, int32_t* pIndxLastNonZero,
                                              const ScanTable& scan)
 {
     return decodeLevels<intraCodeSet>(reader, pCoef, pIndxLastNonZero, scan);
 }
 
-Status ownpmp4_DecodeCoeffsInter_MPEG4_1u16s(ByteWindow& reader, int16_t* pCoef, int32_t* pIndxLastNonZero,
+Status ownpmp4_DecodeCoeffsInter_MPEG4_1u16s(ByteReader& reader, int16_t* pCoef, int32_t* pIndxLastNonZero,
                                              const ScanTable& scan)
 {
     return decodeLevels<interCodeSet>(reader, pCoef, pIndxLastNonZero, scan);
 }
 
 // Decodes an inter block and dequantises each level on its way into the block.
-Status ownpmp4_ReconstructCoeffsInter_MPEG4_1u16s(ByteWindow& reader, int16_t* pCoef,
+Status ownpmp4_ReconstructCoeffsInter_MPEG4_1u16s(ByteReader& reader, int16_t* pCoef,
                                                   int32_t* pIndxLastNonZero, const ScanTable& scan,
                                                   const QuantInvSpec& record, int32_t QP)
 {
@@ -184,7 +184,7 @@ Status keliDecodeDCIntra_MPEG4_1u16s(const uint8_t** ppBitStream, int32_t* pBitO
 {
     if (const Status status = checkByteCursor(ppBitStream, pBitOffset, pDC); status != StatusOk)
         return status;
-    ByteWindow reader(*ppBitStream, *pBitOffset);
+    ByteReader reader(*ppBitStream, *pBitOffset);
     const uint32_t window = reader.peek(longestDc) << (32 - longestDc);
     const auto [size, length] = dcSizeAt(window, blockType != 0);
     if (size > largestDcSize)
@@ -213,7 +213,7 @@ Status keliDecodeCoeffsIntra_MPEG4_1u16s(const uint8_t** ppBitStream, int32_t* p
         status != StatusOk)
         return status;
     *pIndxLastNonZero = clearBlock(pCoef, useIntraDCVlc != 0);
-    ByteWindow reader(*ppBitStream, *pBitOffset);
+    ByteReader reader(*ppBitStream, *pBitOffset);
     const ScanTable& positions = scan == 2 ? ownvc_AltScanH : scanOf(scan);
     const Status status =
         rvlcFlag != 0
@@ -231,7 +231,7 @@ Status keliDecodeCoeffsInter_MPEG4_1u16s(const uint8_t** ppBitStream, int32_t* p
         status != StatusOk)
         return status;
     *pIndxLastNonZero = clearBlock(pCoef, false);
-    ByteWindow reader(*ppBitStream, *pBitOffset);
+    ByteReader reader(*ppBitStream, *pBitOffset);
     const Status status =
         rvlcFlag != 0
             ? ownpmp4_DecodeRVLCF_MPEG4_1u16s(reader, pCoef, pIndxLastNonZero, BlockKind::inter, scanOf(scan))
@@ -260,7 +260,7 @@ Status keliReconstructCoeffsInter_MPEG4_1u16s(const uint8_t** ppBitStream, int32
     if (const Status status = check(record, inverseInterTag, QP); status != StatusOk)
         return status;
     *pIndxLastNonZero = clearBlock(pCoef, false);
-    ByteWindow reader(*ppBitStream, *pBitOffset);
+    ByteReader reader(*ppBitStream, *pBitOffset);
     const Status status = ownpmp4_ReconstructCoeffsInter_MPEG4_1u16s(reader, pCoef, pIndxLastNonZero,
                                                                      scanOf(known), record, QP);
     if (status == StatusOk)

@@ -1,8 +1,8 @@
 // What the readers of coefficients share.
 #pragma once
 
+#include "core/byte_cursor.h"
 #include "core/byte_cursor_check.h"
-#include "core/byte_window.h"
 #include "tables/scan_tables.h"
 
 #include <kelvcpx/types.h>
@@ -28,7 +28,7 @@ constexpr int32_t signedLevel(uint32_t magnitude, uint32_t negative)
 // Reads events with read(reader, event), which returns false where the code is invalid, and hands level and
 // scan position to store(). `*pIndex` is the position before the first one, then that of the last one.
 template <class Read, class Store>
-[[gnu::always_inline]] inline Status decodeBlock(ByteWindow& reader, int32_t* pIndex, Read read, Store store)
+[[gnu::always_inline]] inline Status decodeBlock(ByteReader& reader, int32_t* pIndex, Read read, Store store)
 {
     int32_t position = *pIndex;
     Status status = StatusBadVlcCode;
@@ -62,7 +62,7 @@ inline int32_t clearBlock(int16_t* pCoef, bool hasDc)
 enum class BlockKind { intra, inter };
 
 // Forward decoding of reversible codes.
-Status ownpmp4_DecodeRVLCF_MPEG4_1u16s(ByteWindow& reader, int16_t* pCoef, int32_t* pIndxLastNonZero,
+Status ownpmp4_DecodeRVLCF_MPEG4_1u16s(ByteReader& reader, int16_t* pCoef, int32_t* pIndxLastNonZero,
                                        BlockKind kind, const ScanTable& scan);
 
 } // namespace kelvcpx::mpeg4

@@ -22,7 +22,7 @@ Event eventOf(const CodeEntry& entry, uint32_t negative)
     return {entry.last, entry.run, signedLevel(entry.level, negative)};
 }
 
-bool readEscape(ByteWindow& reader, Event& event)
+bool readEscape(ByteReader& reader, Event& event)
 {
     reader.skip(prefixLength);
     const uint32_t start = reader.read(8); // last, run, 1
@@ -35,7 +35,7 @@ bool readEscape(ByteWindow& reader, Event& event)
     return true;
 }
 
-bool readEvent(ByteWindow& reader, const ReversibleTable& table, Event& event)
+bool readEvent(ByteReader& reader, const ReversibleTable& table, Event& event)
 {
     reader.fill(longestCode);
     const uint32_t bits = reader.peek(longestCode);
@@ -189,13 +189,13 @@ Status decodeBackward(const uint8_t** ppBitStream, int32_t* pBitOffset, int16_t*
 
 } // namespace
 
-Status ownpmp4_DecodeRVLCF_MPEG4_1u16s(ByteWindow& reader, int16_t* pCoef, int32_t* pIndxLastNonZero,
+Status ownpmp4_DecodeRVLCF_MPEG4_1u16s(ByteReader& reader, int16_t* pCoef, int32_t* pIndxLastNonZero,
                                        BlockKind kind, const ScanTable& scan)
 {
     const ReversibleTable& table = kind == BlockKind::intra ? tableB23_Forw_Intra : tableB23_Forw_Inter;
     return decodeBlock(
         reader, pIndxLastNonZero,
-        [&](ByteWindow& stream, Event& event) { return readEvent(stream, table, event); },
+        [&](ByteReader& stream, Event& event) { return readEvent(stream, table, event); },
         [&](int32_t position, int32_t level) {
             pCoef[scan[static_cast<std::size_t>(position)]] = static_cast<int16_t>(level);
         });

@@ -64,12 +64,9 @@ TEST(WordCursor, ReadsBackWhatWasWritten)
     std::size_t position = 0;
     for (const Piece& piece : pieces) {
         const std::string next = expected.substr(position, static_cast<std::size_t>(piece.length));
+        reader.fill(piece.length);
+        ASSERT_EQ(binary(reader.peek(piece.length), piece.length), next);
         ASSERT_EQ(binary(reader.read(piece.length), piece.length), next);
-        if (piece.length < 32) {
-            reader.giveBack(piece.length);
-            ASSERT_EQ(binary(reader.peek(piece.length), piece.length), next);
-            reader.skip(piece.length);
-        }
         position += static_cast<std::size_t>(piece.length);
     }
 }
