@@ -2,6 +2,7 @@
 // random streams with what no encoder writes.
 #include "apps/mpeg2_random_stream.h"
 #include "apps/support/clip.h"
+#include "apps/support/close_pictures.h"
 #include "apps/support/frames.h"
 #include "apps/support/process.h"
 
@@ -35,35 +36,6 @@ fs::path store(const std::string& name, std::span<const uint8_t> bytes)
     std::ofstream(file, std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     return file;
-}
-
-void expectSameFormat(const app::VideoFormat& ours, const app::VideoFormat& theirs)
-{
-    EXPECT_EQ(ours.width, theirs.width);
-    EXPECT_EQ(ours.height, theirs.height);
-    EXPECT_EQ(ours.chroma, theirs.chroma);
-}
-
-// Inverse DCTs round differently, and inter pictures add up what the pictures they refer to have. An error in
-// anything else costs far more than these bounds allow.
-struct Bounds {
-    double intra;
-    double inter;
-};
-
-void expectClose(const std::vector<Frame>& ours, const std::vector<Frame>& theirs, const std::string& types,
-                 Bounds bounds)
-{
-    ASSERT_EQ(ours.size(), theirs.size());
-    ASSERT_EQ(ours.size(), types.size());
-    ASSERT_FALSE(ours.empty());
-    expectSameFormat(ours[0].format, theirs[0].format);
-    for (std::size_t i = 0; i < ours.size(); i++) {
-        const auto ratios = psnr(ours[i], theirs[i]);
-        const double least = types[i] == 'I' ? bounds.intra : bounds.inter;
-        for (std::size_t plane = 0; plane < 3; plane++)
-            EXPECT_GE(ratios[plane], least) << types[i] << " picture " << i << ", plane " << plane;
-    }
 }
 
 } // namespace
