@@ -175,8 +175,8 @@ KEL_API Status keliDecodeDCIntra_MPEG4_1u16s(const uint8_t** ppBitStream, int32_
  *
  * In scan order the level with scan position p is stored at index p.
  *
- * `keliReconstructCoeffsInter` dequantises an inter block as keliQuantInvInter_MPEG4_16s_C1I() does, in the
- * same pass unless the codes are reversible.
+ * keliReconstructCoeffsInter_MPEG4_1u16s() dequantises an inter block as keliQuantInvInter_MPEG4_16s_C1I()
+ * does, in the same pass unless the codes are reversible.
  *
  * @param ppBitStream      byte cursor: current byte; advanced past the block
  * @param pBitOffset       byte cursor: consumed bits of it, 0..7
