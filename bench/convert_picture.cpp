@@ -1,85 +1,65 @@
 // Pictures of 4:2:2, 720x576: turned, de-interlaced, made small.
 
-#include <kelvcpx/convert.h>
+#include "operation.h"
 
-#include <benchmark/benchmark.h>
+#include <kelvcpx/convert.h>
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <random>
 #include <vector>
 
 namespace {
 
+using namespace kelvcpx::bench;
+
 constexpr RoiSize size = {720, 576};
 constexpr int32_t packedStep = 2 * size.width;
 
-std::vector<uint8_t> noise(std::size_t length)
-{
-    std::mt19937 random(1);
-    std::vector<uint8_t> samples(length);
-    for (uint8_t& sample : samples)
-        sample = static_cast<uint8_t>(random());
-    return samples;
-}
+struct Pictures {
+    Pictures() { fillWithNoise(source); }
 
-const std::vector<uint8_t> source = noise(std::size_t{packedStep} * size.height);
-
-struct Planes {
-    std::vector<uint8_t> samples = noise(std::size_t{720} * 720 * 3);
+    std::vector<uint8_t> source = std::vector<uint8_t>(std::size_t{packedStep} * size.height);
+    std::vector<uint8_t> samples = std::vector<uint8_t>(std::size_t{720} * 720 * 3);
     std::array<uint8_t*, 3> planes = {samples.data(), samples.data() + 720 * 720,
                                       samples.data() + 720 * 720 * 2};
     std::array<int32_t, 3> steps = {720, 360, 360};
+    std::vector<uint16_t> rgb = std::vector<uint16_t>(std::size_t{360} * 360);
 };
 
-// The argument is the rotation.
-void RotatePacked(benchmark::State& state)
+void addRotations()
 {
-    Planes dst;
-    for ([[maybe_unused]] auto _ : state) {
-        keliCbYCr422ToYCbCr420_Rotate_8u_C2P3R(source.data(), packedStep, size, dst.planes.data(),
-                                               dst.steps.data(), static_cast<int32_t>(state.range(0)));
-        benchmark::ClobberMemory();
+    for (int32_t rotation = 0; rotation < 4; rotation++) {
+        const std::string variant = "rotation=" + std::to_string(rotation);
+        add<Pictures, keliCbYCr422ToYCbCr420_Rotate_8u_C2P3R>(variant, [rotation](auto rotate, Pictures& p) {
+            return rotate(p.source.data(), packedStep, size, p.planes.data(), p.steps.data(), rotation);
+        });
+        add<Pictures, keliCbYCr422ToYCbCr420_Rotate_8u_P3R>(variant, [rotation](auto rotate, Pictures& p) {
+            const std::array<const uint8_t*, 3> planes = {&p.source[0], &p.source[360 * 576],
+                                                          &p.source[360 * 576 + 360]};
+            const std::array<int32_t, 3> steps = {360, 720, 360};
+            return rotate(planes.data(), steps.data(), {720, 288}, p.planes.data(), p.steps.data(), rotation);
+        });
     }
 }
-BENCHMARK(RotatePacked)->DenseRange(0, 3)->Unit(benchmark::kMicrosecond);
 
-void RotatePlanes(benchmark::State& state)
+void addFilters()
 {
-    Planes dst;
-    const std::array<const uint8_t*, 3> planes = {&source[0], &source[360 * 576], &source[360 * 576 + 360]};
-    const std::array<int32_t, 3> steps = {360, 720, 360};
-    for ([[maybe_unused]] auto _ : state) {
-        keliCbYCr422ToYCbCr420_Rotate_8u_P3R(planes.data(), steps.data(), {720, 288}, dst.planes.data(),
-                                             dst.steps.data(), static_cast<int32_t>(state.range(0)));
-        benchmark::ClobberMemory();
-    }
+    add<Pictures, keliDeinterlaceFilterTriangle_8u_C1R>("", [](auto filter, Pictures& p) {
+        return filter(p.source.data(), size.width, p.planes[0], size.width, size, 128, 0);
+    });
+    for (const int32_t factor : {2, 4, 8})
+        for (const int32_t interpolation : {1, 2})
+            for (const int32_t rotation : {0, 1})
+                add<Pictures, keliResizeCCRotate_8u_C2R>(
+                    "factor=" + std::to_string(factor) + "/interpolation=" + std::to_string(interpolation) +
+                        "/rotation=" + std::to_string(rotation),
+                    [=](auto resize, Pictures& p) {
+                        return resize(p.source.data(), packedStep, size, p.rgb.data(), 720, factor,
+                                      interpolation, 0, rotation);
+                    });
 }
-BENCHMARK(RotatePlanes)->DenseRange(0, 3)->Unit(benchmark::kMicrosecond);
 
-void DeinterlaceFilterTriangle(benchmark::State& state)
-{
-    Planes dst;
-    for ([[maybe_unused]] auto _ : state) {
-        keliDeinterlaceFilterTriangle_8u_C1R(source.data(), size.width, dst.planes[0], size.width, size, 128,
-                                             0);
-        benchmark::ClobberMemory();
-    }
-}
-BENCHMARK(DeinterlaceFilterTriangle)->Unit(benchmark::kMicrosecond);
-
-// The arguments are factor, interpolation and rotation.
-void ResizeCCRotate(benchmark::State& state)
-{
-    std::vector<uint16_t> dst(std::size_t{360} * 360);
-    for ([[maybe_unused]] auto _ : state) {
-        keliResizeCCRotate_8u_C2R(source.data(), packedStep, size, dst.data(), 720,
-                                  static_cast<int32_t>(state.range(0)), static_cast<int32_t>(state.range(1)),
-                                  0, static_cast<int32_t>(state.range(2)));
-        benchmark::ClobberMemory();
-    }
-}
-BENCHMARK(ResizeCCRotate)->ArgsProduct({{2, 4, 8}, {1, 2}, {0, 1}})->Unit(benchmark::kMicrosecond);
+[[maybe_unused]] const bool registered = (addRotations(), addFilters(), true);
 
 } // namespace

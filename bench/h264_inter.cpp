@@ -1,68 +1,17 @@
-// H.264: interpolation, weighted prediction and deblocking.
+// H.264: interpolation and weighted prediction.
+
+#include "h264_plane.h"
 
 #include <kelvcpx/h264_inter.h>
 
-#include <benchmark/benchmark.h>
-
-#include <array>
-#include <cstddef>
-#include <cstdint>
-#include <random>
-#include <string>
-#include <type_traits>
 #include <vector>
 
 namespace {
 
-// Rows as far apart as in a plane of 1080p with its margins.
-constexpr int32_t step = 1920 + 2 * 32;
+using namespace kelvcpx::bench;
 
-constexpr int macroblocks = 64; // side by side
-constexpr int32_t bitDepth = 10;
-
-// A plane whose samples differ little from their neighbours and more from one 4x4 block to the next, as
-// before deblocking.
-template <class T>
-class Picture
-{
-public:
-    Picture() : samples_(std::size_t{64} * step)
-    {
-        std::mt19937 random(1);
-        for (std::size_t i = 0; i < samples_.size(); i++) {
-            const auto x = i % step;
-            const auto y = i / step;
-            samples_[i] = static_cast<T>(100 + (x / 4 * 7 + y / 4 * 5) % 9 + random() % 4);
-        }
-    }
-
-    // References, at any address, and the aligned destination, in turn those of many macroblocks.
-    const T* first() const { return &samples_[std::size_t{4} * step + offset() + 11]; }
-    const T* second() const { return &samples_[std::size_t{6} * step + offset() + 18]; }
-    T* destination() { return &samples_[std::size_t{40} * step + offset()]; }
-    void next() { macroblock_ = (macroblock_ + 1) % macroblocks; }
-
-private:
-    std::size_t offset() const { return 32 + 16 * macroblock_; }
-
-    std::vector<T> samples_;
-    std::size_t macroblock_ = 0;
-};
-
-template <class T, class Operation>
-void add(const std::string& name, Operation operation)
-{
-    const std::string bits = std::is_same_v<T, uint8_t> ? "8u" : "16u";
-    benchmark::RegisterBenchmark((name + '/' + bits).c_str(), [operation](benchmark::State& state) {
-        Picture<T> picture;
-        for ([[maybe_unused]] auto _ : state) {
-            if (operation(picture) != StatusOk)
-                state.SkipWithError("the operation fails");
-            picture.next();
-            benchmark::ClobberMemory();
-        }
-    });
-}
+using Plane8 = Plane<uint8_t>;
+using Plane16 = Plane<uint16_t>;
 
 std::string text(RoiSize size)
 {
@@ -74,43 +23,95 @@ std::string text(int32_t dx, int32_t dy)
     return 'H' + std::to_string(dx) + 'V' + std::to_string(dy);
 }
 
-using Picture8 = Picture<uint8_t>;
-using Picture16 = Picture<uint16_t>;
+InterpolationParams16u interpolation(Plane16& p, int32_t dx, int32_t dy, RoiSize size)
+{
+    return {p.first(), planeStep, p.destination(), planeStep, dx, dy, size, bitDepth};
+}
+
+// An interpolation, inside the picture and over its edges, of 8 bits and of 16.
+template <auto plain8, auto top8, auto bottom8, auto plain16, auto top16, auto bottom16>
+void addInterpolation(int32_t side, int32_t dx, int32_t dy)
+{
+    const RoiSize size{side, side};
+    const std::string variant = text(size) + '/' + text(dx, dy);
+    addOnPlane<uint8_t, plain8>(variant, [=](auto interpolate, Plane8& p) {
+        return interpolate(p.first(), planeStep, p.destination(), planeStep, dx, dy, size);
+    });
+    addOnPlane<uint8_t, top8, bottom8>(variant, [=](auto interpolate, Plane8& p) {
+        return interpolate(p.first(), planeStep, p.destination(), planeStep, dx, dy, side / 2, size);
+    });
+    addOnPlane<uint16_t, plain16>(variant, [=](auto interpolate, Plane16& p) {
+        const auto params = interpolation(p, dx, dy, size);
+        return interpolate(&params);
+    });
+    addOnPlane<uint16_t, top16, bottom16>(variant, [=](auto interpolate, Plane16& p) {
+        const auto params = interpolation(p, dx, dy, size);
+        return interpolate(&params, side / 2);
+    });
+}
 
 void addInterpolation()
 {
     for (const int32_t side : {16, 8, 4})
         for (int32_t dx = 0; dx < 4; dx++)
-            for (int32_t dy = 0; dy < 4; dy++) {
-                const RoiSize size{side, side};
-                const std::string name = "InterpolateLuma/" + text(size) + '/' + text(dx, dy);
-                add<uint8_t>(name, [=](Picture8& p) {
-                    return keliInterpolateLuma_H264_8u_C1R(p.first(), step, p.destination(), step, dx, dy,
-                                                           size);
-                });
-                add<uint16_t>(name, [=](Picture16& p) {
-                    const InterpolationParams16u params{p.first(), step, p.destination(), step, dx,
-                                                        dy,        size, bitDepth};
-                    return keliInterpolateLuma_H264_16u_C1R(&params);
-                });
-            }
+            for (int32_t dy = 0; dy < 4; dy++)
+                addInterpolation<keliInterpolateLuma_H264_8u_C1R, keliInterpolateLumaTop_H264_8u_C1R,
+                                 keliInterpolateLumaBottom_H264_8u_C1R, keliInterpolateLuma_H264_16u_C1R,
+                                 keliInterpolateLumaTop_H264_16u_C1R, keliInterpolateLumaBottom_H264_16u_C1R>(
+                    side, dx, dy);
     for (const int32_t side : {8, 4, 2})
-        for (const auto& [dx, dy] : {std::array{0, 0}, {3, 0}, {0, 3}, {3, 3}}) {
-            const RoiSize size{side, side};
-            const std::string name = "InterpolateChroma/" + text(size) + '/' + text(dx, dy);
-            add<uint8_t>(name, [=, dx = dx, dy = dy](Picture8& p) {
-                return keliInterpolateChroma_H264_8u_C1R(p.first(), step, p.destination(), step, dx, dy,
-                                                         size);
-            });
-            add<uint16_t>(name, [=, dx = dx, dy = dy](Picture16& p) {
-                const InterpolationParams16u params{p.first(), step, p.destination(), step, dx,
-                                                    dy,        size, bitDepth};
-                return keliInterpolateChroma_H264_16u_C1R(&params);
-            });
-        }
-    constexpr RoiSize size{16, 16};
-    add<uint8_t>("InterpolateLumaTop/16x16/H2V2", [=](Picture8& p) {
-        return keliInterpolateLumaTop_H264_8u_C1R(p.first(), step, p.destination(), step, 2, 2, 5, size);
+        for (const auto& [dx, dy] : {std::array{0, 0}, {3, 0}, {0, 3}, {3, 3}})
+            addInterpolation<keliInterpolateChroma_H264_8u_C1R, keliInterpolateChromaTop_H264_8u_C1R,
+                             keliInterpolateChromaBottom_H264_8u_C1R, keliInterpolateChroma_H264_16u_C1R,
+                             keliInterpolateChromaTop_H264_16u_C1R, keliInterpolateChromaBottom_H264_16u_C1R>(
+                side, dx, dy);
+}
+
+void addAverages(RoiSize size)
+{
+    const std::string variant = text(size);
+    const auto width = static_cast<uint32_t>(size.width);
+    const auto height = static_cast<uint32_t>(size.height);
+    addOnPlane<uint8_t, keliInterpolateBlock_H264_8u_P2P1R>(variant, [=](auto average, Plane8& p) {
+        return average(p.first(), p.second(), p.destination(), width, height, planeStep);
+    });
+    addOnPlane<uint8_t, keliInterpolateBlock_H264_8u_P3P1R>(variant, [=](auto average, Plane8& p) {
+        return average(p.first(), p.second(), p.destination(), width, height, planeStep, planeStep,
+                       planeStep);
+    });
+    addOnPlane<uint8_t, keliWeightedAverage_H264_8u_C1IR>(variant, [=](auto average, Plane8& p) {
+        return average(p.first(), p.destination(), planeStep, 40, 20, 6, -1, size);
+    });
+}
+
+void addWeights8(RoiSize size)
+{
+    const std::string variant = text(size);
+    addOnPlane<uint8_t, keliUniDirWeightBlock_H264_8u_C1IR, keliUniDirWeightBlock_H264_8u_C1R>(
+        variant, [=](auto weight, Plane8& p) { return weight(p.destination(), planeStep, 5, 33, 1, size); });
+    addOnPlane<uint8_t, keliBiDirWeightBlock_H264_8u_P2P1R>(variant, [=](auto weight, Plane8& p) {
+        return weight(p.first(), p.second(), p.destination(), planeStep, planeStep, 5, 40, 3, 20, -5, size);
+    });
+    addOnPlane<uint8_t, keliBiDirWeightBlock_H264_8u_P3P1R>(variant, [=](auto weight, Plane8& p) {
+        return weight(p.first(), p.second(), p.destination(), planeStep, planeStep, planeStep, 5, 40, 3, 20,
+                      -5, size);
+    });
+    addOnPlane<uint8_t, keliBiDirWeightBlockImplicit_H264_8u_P2P1R>(variant, [=](auto weight, Plane8& p) {
+        return weight(p.first(), p.second(), p.destination(), planeStep, planeStep, 43, 21, size);
+    });
+    addOnPlane<uint8_t, keliBiDirWeightBlockImplicit_H264_8u_P3P1R>(variant, [=](auto weight, Plane8& p) {
+        return weight(p.first(), p.second(), p.destination(), planeStep, planeStep, planeStep, 43, 21, size);
+    });
+}
+
+// The same on 16-bit samples; `rest` are the weights.
+template <auto operation, class... Rest>
+void addBidirectional16(RoiSize size, Rest... rest)
+{
+    addOnPlane<uint16_t, operation>(text(size), [=](auto weight, Plane16& p) {
+        const BidirParams16u params{p.first(),       planeStep, p.second(), planeStep,
+                                    p.destination(), planeStep, size,       bitDepth};
+        return weight(&params, rest...);
     });
 }
 
@@ -118,105 +119,28 @@ void addWeighting()
 {
     for (const int32_t side : {16, 8, 4, 2}) {
         const RoiSize size{side, side};
-        const std::string at = '/' + text(size);
-        const auto record = [=](Picture16& p) {
-            return BidirParams16u{p.first(), step, p.second(), step, p.destination(), step, size, bitDepth};
-        };
-        add<uint8_t>("Average" + at, [=](Picture8& p) {
-            const auto length = static_cast<uint32_t>(side);
-            return keliInterpolateBlock_H264_8u_P3P1R(p.first(), p.second(), p.destination(), length, length,
-                                                      step, step, step);
-        });
-        add<uint16_t>("Average" + at, [=](Picture16& p) {
-            const BidirParams16u params = record(p);
-            return keliBidir_H264_16u_P2P1R(&params);
-        });
-        add<uint8_t>("UniDirWeight" + at, [=](Picture8& p) {
-            return keliUniDirWeightBlock_H264_8u_C1IR(p.destination(), step, 5, 33, 1, size);
-        });
-        add<uint8_t>("BiDirWeight" + at, [=](Picture8& p) {
-            return keliBiDirWeightBlock_H264_8u_P3P1R(p.first(), p.second(), p.destination(), step, step,
-                                                      step, 5, 40, 3, 20, -5, size);
-        });
-        add<uint16_t>("BiDirWeight" + at, [=](Picture16& p) {
-            const BidirParams16u params = record(p);
-            return keliBidirWeight_H264_16u_P2P1R(&params, 5, 40, 3, 20, -5);
+        addAverages(size);
+        addWeights8(size);
+        addBidirectional16<keliBidir_H264_16u_P2P1R>(size);
+        addBidirectional16<keliBidirWeight_H264_16u_P2P1R>(size, 5, 40, 3, 20, -5);
+        addBidirectional16<keliBidirWeightImplicit_H264_16u_P2P1R>(size, 43, 21);
+        addOnPlane<uint16_t, keliUnidirWeight_H264_16u_IP2P1R>(text(size), [=](auto weight, Plane16& p) {
+            return weight(p.destination(), planeStep, 5, 33, 1, size, bitDepth);
         });
     }
 }
 
-// Every line passes the thresholds, before a macroblock is filtered and after.
-template <class T>
-struct Thresholds {
-    std::array<T, 2> alpha = {60, 60};
-    std::array<T, 2> beta = {18, 18};
-    std::array<T, 16> tc0 = {2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2};
-};
-
-struct Strengths {
-    const char* name;
-    std::array<uint8_t, 16> bs;
-};
-
-constexpr std::array strengths = {
-    Strengths{"intra", {4, 4, 4, 4, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3}},
-    Strengths{"inter", {2, 2, 1, 1, 0, 0, 2, 2, 0, 0, 2, 2, 0, 0, 0, 0}},
-    Strengths{"skipped", {1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
-};
-
-using Deblock8 = Status(uint8_t*, int32_t, const uint8_t*, const uint8_t*, const uint8_t*,
-                        const uint8_t*) noexcept;
-using Deblock16 = Status(const DeblockingParams16u*) noexcept;
-
-struct NamedDeblock {
-    std::string name;
-    Deblock8* operation8;
-    Deblock16* operation16;
-};
-
-void addDeblocking()
+void addExpansion()
 {
-    for (const auto& [name, operation8, operation16] :
-         {NamedDeblock{"DeblockLumaVertical", keliFilterDeblockingLuma_VerEdge_H264_8u_C1IR,
-                       keliFilterDeblockingLumaVerEdge_H264_16u_IP1R},
-          {"DeblockLumaHorizontal", keliFilterDeblockingLuma_HorEdge_H264_8u_C1IR,
-           keliFilterDeblockingLumaHorEdge_H264_16u_IP1R},
-          {"DeblockChromaVertical", keliFilterDeblockingChroma_VerEdge_H264_8u_C1IR,
-           keliFilterDeblockingChromaVerEdge_H264_16u_IP1R},
-          {"DeblockChromaHorizontal", keliFilterDeblockingChroma_HorEdge_H264_8u_C1IR,
-           keliFilterDeblockingChromaHorEdge_H264_16u_IP1R}})
-        for (const Strengths& s : strengths) {
-            add<uint8_t>(name + '/' + s.name, [=, operation = operation8](Picture8& p) {
-                const Thresholds<uint8_t> t;
-                return operation(p.destination(), step, t.alpha.data(), t.beta.data(), t.tc0.data(),
-                                 s.bs.data());
-            });
-            add<uint16_t>(name + '/' + s.name, [=, operation = operation16](Picture16& p) {
-                const Thresholds<uint16_t> t;
-                const DeblockingParams16u params{p.destination(), step,        t.alpha.data(), t.beta.data(),
-                                                 t.tc0.data(),    s.bs.data(), bitDepth};
-                return operation(&params);
-            });
-        }
+    static constexpr int32_t margin = 32;
+    struct Expanded {
+        std::vector<uint8_t> samples = std::vector<uint8_t>(std::size_t{1088 + 2 * margin} * planeStep);
+    };
+    add<Expanded, keliExpandPlane_H264_8u_C1R>("1920x1088", [](auto expand, Expanded& e) {
+        return expand(&e.samples[margin * planeStep + margin], 1920, 1088, planeStep, margin, 0);
+    });
 }
 
-void ExpandPlane(benchmark::State& state)
-{
-    constexpr int32_t margin = 32;
-    std::vector<uint8_t> samples(std::size_t{1088 + 2 * margin} * step);
-    for ([[maybe_unused]] auto _ : state) {
-        benchmark::DoNotOptimize(
-            keliExpandPlane_H264_8u_C1R(&samples[margin * step + margin], 1920, 1088, step, margin, 0));
-        benchmark::ClobberMemory();
-    }
-}
-BENCHMARK(ExpandPlane);
-
-[[maybe_unused]] const bool registered = [] {
-    addInterpolation();
-    addWeighting();
-    addDeblocking();
-    return true;
-}();
+[[maybe_unused]] const bool registered = (addInterpolation(), addWeighting(), addExpansion(), true);
 
 } // namespace

@@ -1,78 +1,37 @@
 // MPEG-4 Part 2 prediction: quarter samples, overlapped blocks.
 
+#include "picture.h"
+
 #include <kelvcpx/mpeg4_motion.h>
-
-#include <benchmark/benchmark.h>
-
-#include <array>
-#include <cstddef>
-#include <cstdint>
-#include <random>
-#include <vector>
 
 namespace {
 
-constexpr int32_t step = 1920;
+using namespace kelvcpx::bench;
 
-struct Picture {
-    std::vector<uint8_t> samples = std::vector<uint8_t>(std::size_t{64} * step);
-
-    Picture()
-    {
-        std::mt19937 random(1);
-        for (uint8_t& sample : samples)
-            sample = static_cast<uint8_t>(random());
-    }
-
-    const uint8_t* reference() const { return &samples[std::size_t{8} * step + 67]; }
-    uint8_t* destination() { return &samples[std::size_t{40} * step]; }
-};
-
-// Runs `operation(picture)`.
-template <class Operation>
-void predict(benchmark::State& state, Operation operation)
+void addQuarterSamples()
 {
-    Picture picture;
-    for ([[maybe_unused]] auto _ : state) {
-        benchmark::DoNotOptimize(operation(picture));
-        benchmark::ClobberMemory();
-    }
+    for (int32_t position = 0; position < 16; position++)
+        add<Picture, keliCopy8x8QP_MPEG4_8u_C1R, keliCopy16x8QP_MPEG4_8u_C1R, keliCopy16x16QP_MPEG4_8u_C1R>(
+            std::to_string(position), [position](auto predict, Picture& p) {
+                return predict(p.forward(), step, p.current(), step, position, 0);
+            });
 }
 
-using QuarterSample = Status(const uint8_t*, int32_t, uint8_t*, int32_t, int32_t, int32_t) noexcept;
+constexpr MotionVector own = {3, 5};
+constexpr std::array<MotionVector, 4> others = {{{-3, 1}, {7, 0}, {2, 11}, {1, 1}}};
 
-// The argument is the position.
-template <QuarterSample operation>
-void CopyQP(benchmark::State& state)
+// The variant is how many neighbours have vectors of their own.
+void addOverlappedBlocks()
 {
-    predict(state, [&](Picture& p) {
-        return operation(p.reference(), step, p.destination(), step, static_cast<int32_t>(state.range(0)), 0);
-    });
+    for (const std::size_t count : {std::size_t{0}, std::size_t{4}})
+        add<Picture, keliOBMC8x8HP_MPEG4_8u_C1R, keliOBMC16x16HP_MPEG4_8u_C1R, keliOBMC8x8QP_MPEG4_8u_C1R>(
+            std::to_string(count), [count](auto predict, Picture& p) {
+                const auto neighbour = [=](std::size_t i) { return i < count ? &others[i] : &own; };
+                return predict(p.forward(), step, p.current(), step, &own, neighbour(0), neighbour(1),
+                               neighbour(2), neighbour(3), 0);
+            });
 }
-BENCHMARK(CopyQP<keliCopy8x8QP_MPEG4_8u_C1R>)->DenseRange(0, 15);
-BENCHMARK(CopyQP<keliCopy16x8QP_MPEG4_8u_C1R>)->DenseRange(0, 15, 5);
-BENCHMARK(CopyQP<keliCopy16x16QP_MPEG4_8u_C1R>)->DenseRange(0, 15);
 
-using Overlapped = Status(const uint8_t*, int32_t, uint8_t*, int32_t, const MotionVector*,
-                          const MotionVector*, const MotionVector*, const MotionVector*, const MotionVector*,
-                          int32_t) noexcept;
-
-// The argument is how many neighbours have vectors of their own.
-template <Overlapped operation>
-void Obmc(benchmark::State& state)
-{
-    const MotionVector own = {3, 5};
-    const std::array<MotionVector, 4> others = {{{-3, 1}, {7, 0}, {2, 11}, {1, 1}}};
-    const auto neighbour = [&](std::size_t i) {
-        return i < static_cast<std::size_t>(state.range(0)) ? &others[i] : &own;
-    };
-    predict(state, [&](Picture& p) {
-        return operation(p.reference(), step, p.destination(), step, &own, neighbour(0), neighbour(1),
-                         neighbour(2), neighbour(3), 0);
-    });
-}
-BENCHMARK(Obmc<keliOBMC8x8HP_MPEG4_8u_C1R>)->Arg(0)->Arg(4);
-BENCHMARK(Obmc<keliOBMC16x16HP_MPEG4_8u_C1R>)->Arg(0)->Arg(4);
-BENCHMARK(Obmc<keliOBMC8x8QP_MPEG4_8u_C1R>)->Arg(0)->Arg(4);
+[[maybe_unused]] const bool registered = (addQuarterSamples(), addOverlappedBlocks(), true);
 
 } // namespace

@@ -1,78 +1,65 @@
 // MPEG-4 Part 2 post-filters.
 
-#include <kelvcpx/mpeg4_postfilter.h>
+#include "operation.h"
 
-#include <benchmark/benchmark.h>
+#include <kelvcpx/mpeg4_postfilter.h>
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <random>
 #include <vector>
 
 namespace {
 
+using namespace kelvcpx::bench;
+
 constexpr int32_t step = 720;
-constexpr int32_t blocks = 64;
+constexpr std::size_t blocks = 64;
 
-// Blocks side by side, each with a mean of its own and noise: the argument is its strength, on which the
-// modes depend.
-std::vector<uint8_t> picture(int64_t noise)
-{
-    std::mt19937 random(1);
-    std::uniform_int_distribution<int> noises(0, static_cast<int>(noise));
-    std::vector<uint8_t> samples(std::size_t{step} * 32);
-    std::array<int, step / 8> means;
-    std::generate(means.begin(), means.end(), [&] { return 120 + static_cast<int>(random() % 16); });
-    for (std::size_t i = 0; i < samples.size(); i++)
-        samples[i] = static_cast<uint8_t>(means[i % step / 8] + noises(random));
-    return samples;
-}
+// Blocks side by side, each with a mean of its own and noise, on whose strength the modes depend.
+struct NoisyBlocks {
+    std::vector<uint8_t> original = std::vector<uint8_t>(std::size_t{step} * 32);
+    std::vector<uint8_t> samples;
+    std::size_t block = 0;
+    std::array<int32_t, 6> thresholds{};
+    std::array<uint8_t, 64> result{};
 
-using Deblock = Status(uint8_t*, int32_t, int32_t, int32_t, int32_t) noexcept;
+    explicit NoisyBlocks(int noise = 20)
+    {
+        std::array<uint8_t, step / 8> means;
+        fillWithNoise(means, 120, 135);
+        fillWithNoise(original, 0, noise);
+        for (std::size_t i = 0; i < original.size(); i++)
+            original[i] = static_cast<uint8_t>(original[i] + means[i % step / 8]);
+        samples = original;
+    }
 
-template <Deblock operation>
-void FilterDeblocking(benchmark::State& state)
-{
-    const std::vector<uint8_t> original = picture(state.range(0));
-    std::vector<uint8_t> samples = original;
-    int32_t block = 0;
-    for ([[maybe_unused]] auto _ : state) {
-        // Filtered samples are smooth: filter each edge once.
+    // Filtered samples are smooth: each edge is filtered once.
+    uint8_t* nextEdge()
+    {
         if (++block == blocks) {
             samples = original;
             block = 1;
         }
-        benchmark::DoNotOptimize(
-            operation(&samples[8 * step + static_cast<std::size_t>(8 * block)], step, 8, 2, 6));
-        benchmark::ClobberMemory();
+        return &samples[std::size_t{8} * step + 8 * block];
     }
-}
-BENCHMARK(FilterDeblocking<keliFilterDeblocking8x8HorEdge_MPEG4_8u_C1IR>)->Arg(1)->Arg(4)->Arg(20);
-BENCHMARK(FilterDeblocking<keliFilterDeblocking8x8VerEdge_MPEG4_8u_C1IR>)->Arg(1)->Arg(4)->Arg(20);
+};
 
-void FilterDeringingThreshold(benchmark::State& state)
+void addFilters()
 {
-    const std::vector<uint8_t> samples = picture(20);
-    std::array<int32_t, 6> thresholds;
-    for ([[maybe_unused]] auto _ : state) {
-        keliFilterDeringingThreshold_MPEG4_8u_P3R(samples.data(), step, &samples[64], step, &samples[128],
-                                                  step, thresholds.data());
-        benchmark::DoNotOptimize(thresholds);
-    }
+    for (const int noise : {1, 4, 20})
+        add<keliFilterDeblocking8x8HorEdge_MPEG4_8u_C1IR, keliFilterDeblocking8x8VerEdge_MPEG4_8u_C1IR>(
+            "noise=" + std::to_string(noise), [noise] { return NoisyBlocks(noise); },
+            [](auto filter, NoisyBlocks& b) { return filter(b.nextEdge(), step, 8, 2, 6); });
+    add<NoisyBlocks, keliFilterDeringingThreshold_MPEG4_8u_P3R>("", [](auto find, NoisyBlocks& b) {
+        return find(b.samples.data(), step, &b.samples[64], step, &b.samples[128], step, b.thresholds.data());
+    });
+    add<NoisyBlocks, keliFilterDeringingSmooth8x8_MPEG4_8u_C1R>("", [](auto smooth, NoisyBlocks& b) {
+        return smooth(&b.samples[8 * step + 8], step, b.result.data(), 8, 8, 128);
+    });
 }
-BENCHMARK(FilterDeringingThreshold);
 
-void FilterDeringingSmooth8x8(benchmark::State& state)
-{
-    const std::vector<uint8_t> samples = picture(20);
-    std::array<uint8_t, 64> result;
-    for ([[maybe_unused]] auto _ : state) {
-        keliFilterDeringingSmooth8x8_MPEG4_8u_C1R(&samples[8 * step + 8], step, result.data(), 8, 8, 128);
-        benchmark::DoNotOptimize(result);
-    }
-}
-BENCHMARK(FilterDeringingSmooth8x8);
+[[maybe_unused]] const bool registered = (addFilters(), true);
 
 } // namespace

@@ -1,16 +1,17 @@
-// MPEG-4 Part 2 sprites and global motion compensation. The argument is the number of warping points.
+// MPEG-4 Part 2 sprites and global motion compensation.
+
+#include "operation.h"
 
 #include <kelvcpx/mpeg4_motion.h>
-
-#include <benchmark/benchmark.h>
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <random>
 #include <vector>
 
 namespace {
+
+using namespace kelvcpx::bench;
 
 constexpr RoiRect picture = {0, 0, 720, 576};
 constexpr RoiRect macroblock = {320, 240, 16, 16};
@@ -20,84 +21,58 @@ struct Warping {
     std::vector<uint8_t> reference = std::vector<uint8_t>(std::size_t{720} * 576);
     std::array<uint8_t, 256> prediction{};
     std::vector<char> buffer;
+    MotionVector vector{};
 
-    explicit Warping(int64_t points)
+    explicit Warping(int32_t points)
     {
-        std::mt19937 random(1);
-        for (uint8_t& sample : reference)
-            sample = static_cast<uint8_t>(random());
+        fillWithNoise(reference);
         int32_t size = 0;
         keliWarpGetSize_MPEG4(&size);
         buffer.resize(static_cast<std::size_t>(size));
-        init(points);
+        init(keliWarpInit_MPEG4, points);
     }
 
-    Status init(int64_t points)
+    template <class Init>
+    Status init(Init warpInit, int32_t points)
     {
         const std::array<int32_t, 4> du = {5, -3, 6, 2};
         const std::array<int32_t, 4> dv = {1, 4, -2, -2};
-        return keliWarpInit_MPEG4(reinterpret_cast<WarpSpec*>(buffer.data()), du.data(), dv.data(),
-                                  static_cast<int32_t>(points), points == 4 ? 1 : 2, 3, 0, 0, 2, &picture,
-                                  &picture);
+        return warpInit(reinterpret_cast<WarpSpec*>(buffer.data()), du.data(), dv.data(), points,
+                        points == 4 ? 1 : 2, 3, 0, 0, 2, &picture, &picture);
     }
 
     const WarpSpec* spec() const { return reinterpret_cast<const WarpSpec*>(buffer.data()); }
 };
 
-template <class Operation>
-void repeat(benchmark::State& state, Operation operation)
+void addWarping()
 {
-    Warping warping(state.range(0));
-    for ([[maybe_unused]] auto _ : state) {
-        benchmark::DoNotOptimize(operation(warping));
-        benchmark::ClobberMemory();
+    for (int32_t points = 0; points <= 4; points++) {
+        const std::string variant = "points=" + std::to_string(points);
+        const auto make = [points] { return Warping(points); };
+        add<keliWarpInit_MPEG4>(variant, make,
+                                [points](auto init, Warping& w) { return w.init(init, points); });
+        add<keliWarpLuma_MPEG4_8u_C1R>(variant, make, [](auto warp, Warping& w) {
+            return warp(w.reference.data(), picture.width, w.prediction.data(), 16, &macroblock, w.spec());
+        });
+        add<keliWarpChroma_MPEG4_8u_P2R>(variant, make, [](auto warp, Warping& w) {
+            return warp(w.reference.data(), 360, w.reference.data() + 360 * 288, 360, w.prediction.data(), 16,
+                        w.prediction.data() + 8, 16, &chromaBlock, w.spec());
+        });
+        if (points < 4)
+            add<keliCalcGlobalMV_MPEG4>(variant, make, [](auto calculate, Warping& w) {
+                return calculate(macroblock.x, macroblock.y, &w.vector, w.spec());
+            });
     }
+    add<keliWarpGetSize_MPEG4>(
+        "", [] { return int32_t{0}; }, [](auto getSize, int32_t& size) { return getSize(&size); });
+    for (const int32_t change : {-10, 10})
+        add<keliChangeSpriteBrightness_MPEG4_8u_C1IR>(
+            "720x576/change=" + std::to_string(change), [] { return Warping(0); },
+            [change](auto operation, Warping& w) {
+                return operation(w.reference.data(), picture.width, picture.width, picture.height, change);
+            });
 }
 
-void WarpInit(benchmark::State& state)
-{
-    repeat(state, [&](Warping& w) { return w.init(state.range(0)); });
-}
-BENCHMARK(WarpInit)->DenseRange(0, 4);
-
-void WarpLuma16x16(benchmark::State& state)
-{
-    repeat(state, [](Warping& w) {
-        return keliWarpLuma_MPEG4_8u_C1R(w.reference.data(), picture.width, w.prediction.data(), 16,
-                                         &macroblock, w.spec());
-    });
-}
-BENCHMARK(WarpLuma16x16)->DenseRange(0, 4);
-
-void WarpChroma8x8(benchmark::State& state)
-{
-    repeat(state, [](Warping& w) {
-        return keliWarpChroma_MPEG4_8u_P2R(w.reference.data(), 360, w.reference.data() + 360 * 288, 360,
-                                           w.prediction.data(), 16, w.prediction.data() + 8, 16, &chromaBlock,
-                                           w.spec());
-    });
-}
-BENCHMARK(WarpChroma8x8)->DenseRange(0, 4);
-
-void CalcGlobalMV(benchmark::State& state)
-{
-    MotionVector vector;
-    repeat(state,
-           [&](Warping& w) { return keliCalcGlobalMV_MPEG4(macroblock.x, macroblock.y, &vector, w.spec()); });
-}
-BENCHMARK(CalcGlobalMV)->DenseRange(0, 3);
-
-// A picture; the argument is the change.
-void ChangeSpriteBrightness(benchmark::State& state)
-{
-    Warping warping(0);
-    for ([[maybe_unused]] auto _ : state) {
-        benchmark::DoNotOptimize(
-            keliChangeSpriteBrightness_MPEG4_8u_C1IR(warping.reference.data(), picture.width, picture.width,
-                                                     picture.height, static_cast<int32_t>(state.range(0))));
-        benchmark::ClobberMemory();
-    }
-}
-BENCHMARK(ChangeSpriteBrightness)->Arg(-10)->Arg(10);
+[[maybe_unused]] const bool registered = (addWarping(), true);
 
 } // namespace
