@@ -1,5 +1,6 @@
 #include "block/strip.h"
 #include "core/arguments.h"
+#include "core/lanes32.h"
 
 #include <kelvcpx/block.h>
 
@@ -12,73 +13,61 @@ namespace {
 // 2^16 cos(k pi / 16), rounded down.
 constexpr std::array<int32_t, 8> g = {65536, 64276, 60547, 54491, 46340, 36409, 25079, 12785};
 
-// Eight numbers side by side, modulo 2^32.
-struct Lanes {
-    U32x4 low;
-    U32x4 high;
-
-    friend Lanes operator+(const Lanes& a, const Lanes& b) { return {a.low + b.low, a.high + b.high}; }
-    friend Lanes operator-(const Lanes& a, const Lanes& b) { return {a.low - b.low, a.high - b.high}; }
-};
-
-// x * g[k]. Processors multiply 16 bits by 16 bits in many lanes at once, but few of them 32 bits by 32 bits.
-// A cosine above 32767 exceeds 16 bits, but not if 65536 is taken off; the product then lacks x in its upper
-// half.
+// x * g[k]. A cosine above 32767 exceeds 16 bits, but not if 65536 is taken off; the product then lacks x in
+// its upper half.
 template <std::size_t k>
-Lanes multiply(S16x8 x)
+Lanes32 timesCosine(S16x8 x)
 {
     constexpr bool fits = g[k] <= 32767;
     const S16x8 factor = splat16(static_cast<int16_t>(fits ? g[k] : g[k] - 65536));
-    const S16x8 lower = multiplyLow(x, factor);
-    const S16x8 upper = fits ? multiplyHigh(x, factor) : addWrapping(multiplyHigh(x, factor), x);
-    const S16x8 first = littleEndian ? lower : upper;
-    const S16x8 second = littleEndian ? upper : lower;
-    return {std::bit_cast<U32x4>(interleaveLow(first, second)),
-            std::bit_cast<U32x4>(interleaveHigh(first, second))};
+    const S16x8 upper = multiplyHigh(x, factor);
+    return joinHalves(wrapMul(x, factor), fits ? upper : wrapAdd(upper, x));
 }
 
 // g[k] * x[n], nothing where there are fewer inputs.
 template <std::size_t k, std::size_t n, std::size_t Inputs>
-[[gnu::always_inline]] inline Lanes term(const std::array<S16x8, Inputs>& x)
+[[gnu::always_inline]] inline Lanes32 term(const std::array<S16x8, Inputs>& x)
 {
     if constexpr (n < Inputs)
-        return multiply<k>(x[n]);
+        return timesCosine<k>(x[n]);
     else
-        return Lanes{U32x4{}, U32x4{}};
+        return Lanes32{};
 }
 
 // The one-dimensional inverse DCT of eight columns side by side, times 2 * 65536: even and odd frequencies
 // apart, joined by a butterfly. Missing inputs are zero. `rounding` is added to each result.
 template <std::size_t Inputs>
-[[gnu::always_inline]] inline std::array<Lanes, 8> transform(const std::array<S16x8, Inputs>& x,
-                                                             uint32_t rounding)
+[[gnu::always_inline]] inline std::array<Lanes32, 8> transform(const std::array<S16x8, Inputs>& x,
+                                                               int32_t rounding)
 {
-    const Lanes constant = term<4, 0>(x) + Lanes{U32x4{} + rounding, U32x4{} + rounding};
-    const Lanes p = constant + term<4, 4>(x);
-    const Lanes q = constant - term<4, 4>(x);
-    const Lanes a = term<2, 2>(x) + term<6, 6>(x);
-    const Lanes b = term<6, 2>(x) - term<2, 6>(x);
-    const Lanes e0 = p + a;
-    const Lanes e1 = q + b;
-    const Lanes e2 = q - b;
-    const Lanes e3 = p - a;
+    const Lanes32 constant = term<4, 0>(x) + rounding;
+    const Lanes32 p = constant + term<4, 4>(x);
+    const Lanes32 q = constant - term<4, 4>(x);
+    const Lanes32 a = term<2, 2>(x) + term<6, 6>(x);
+    const Lanes32 b = term<6, 2>(x) - term<2, 6>(x);
+    const Lanes32 e0 = p + a;
+    const Lanes32 e1 = q + b;
+    const Lanes32 e2 = q - b;
+    const Lanes32 e3 = p - a;
 
-    const Lanes o0 = term<1, 1>(x) + term<3, 3>(x) + term<5, 5>(x) + term<7, 7>(x);
-    const Lanes o1 = term<3, 1>(x) - term<7, 3>(x) - term<1, 5>(x) - term<5, 7>(x);
-    const Lanes o2 = term<5, 1>(x) - term<1, 3>(x) + term<7, 5>(x) + term<3, 7>(x);
-    const Lanes o3 = term<7, 1>(x) - term<5, 3>(x) + term<3, 5>(x) - term<1, 7>(x);
+    const Lanes32 o0 = term<1, 1>(x) + term<3, 3>(x) + term<5, 5>(x) + term<7, 7>(x);
+    const Lanes32 o1 = term<3, 1>(x) - term<7, 3>(x) - term<1, 5>(x) - term<5, 7>(x);
+    const Lanes32 o2 = term<5, 1>(x) - term<1, 3>(x) + term<7, 5>(x) + term<3, 7>(x);
+    const Lanes32 o3 = term<7, 1>(x) - term<5, 3>(x) + term<3, 5>(x) - term<1, 7>(x);
 
     return {e0 + o0, e1 + o1, e2 + o2, e3 + o3, e3 - o3, e2 - o2, e1 - o1, e0 - o0};
 }
 
 // The upper halves of the lanes of a and b by turns.
-U32x4 upperHalves(U32x4 a, U32x4 b)
+U32x4 upperHalves(S32x4 a, S32x4 b)
 {
-    return littleEndian ? (a >> 16) | (b & 0xffff0000) : (a & 0xffff0000) | (b >> 16);
+    const auto first = std::bit_cast<U32x4>(littleEndian ? a : b);
+    const auto second = std::bit_cast<U32x4>(littleEndian ? b : a);
+    return (first >> 16) | (second & 0xffff0000);
 }
 
 // Turns the upper halves of the results of four columns into four rows. The even results come first.
-void transpose(const std::array<U32x4, 8>& y, S16x8* rows)
+void transposeUpperHalves(const std::array<S32x4, 8>& y, S16x8* rows)
 {
     const U32x4 y02 = upperHalves(y[0], y[2]);
     const U32x4 y46 = upperHalves(y[4], y[6]);
@@ -102,7 +91,7 @@ constexpr int16_t leastSample = 0;
 
 S16x8 clip(S16x8 v, int16_t least)
 {
-    return minimum(maximum(v, splat16(least)), splat16(255));
+    return clamped(v, splat16(least), splat16(255));
 }
 
 // The second pass, over rows of columns 0, 2, 4, 6, 1, 3, 5, 7: joining the halves puts them in order. It
@@ -110,7 +99,7 @@ S16x8 clip(S16x8 v, int16_t least)
 template <std::size_t Inputs>
 Rows transformRows(const std::array<S16x8, Inputs>& x, int16_t least)
 {
-    const std::array<Lanes, 8> y = transform(x, 0x28000);
+    const std::array<Lanes32, 8> y = transform(x, 0x28000);
     Rows result;
     for (std::size_t i = 0; i < 8; i++)
         result[i] = clip(std::bit_cast<S16x8>(upperHalves(y[i].low, y[i].high)) >> 2, least);
@@ -123,15 +112,15 @@ Rows transformBlock(const int16_t* coefficients, int16_t least)
     std::array<S16x8, 8> x;
     for (std::size_t k = 0; k < 8; k++)
         x[k] = loadUnaligned<S16x8>(coefficients + 8 * k);
-    const std::array<Lanes, 8> y = transform(x, 0x8000);
-    std::array<U32x4, 8> low;
-    std::array<U32x4, 8> high;
+    const std::array<Lanes32, 8> y = transform(x, 0x8000);
+    std::array<S32x4, 8> low;
+    std::array<S32x4, 8> high;
     for (std::size_t k = 0; k < 8; k++) {
         low[k] = y[k].low;
         high[k] = y[k].high;
     }
-    transpose(low, &x[0]);
-    transpose(high, &x[4]);
+    transposeUpperHalves(low, &x[0]);
+    transposeUpperHalves(high, &x[4]);
     return transformRows(x, least);
 }
 
@@ -141,11 +130,11 @@ Rows transformLowFrequencies(const int16_t* coefficients, int16_t least)
     std::array<S16x8, 4> x;
     for (std::size_t k = 0; k < 4; k++)
         x[k] = std::bit_cast<S16x8>(Vec16<uint64_t>{loadUnaligned<uint64_t>(coefficients + 8 * k), 0});
-    const std::array<Lanes, 8> y = transform(x, 0x8000);
-    std::array<U32x4, 8> low;
+    const std::array<Lanes32, 8> y = transform(x, 0x8000);
+    std::array<S32x4, 8> low;
     for (std::size_t k = 0; k < 8; k++)
         low[k] = y[k].low;
-    transpose(low, x.data());
+    transposeUpperHalves(low, x.data());
     return transformRows(x, least);
 }
 

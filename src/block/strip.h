@@ -111,8 +111,7 @@ inline U8x16 addResidual(U8x16 prediction, ResidualStrip residual)
     const S16x8 white = splat16(255);
     const auto add = [=](S16x8 p, S16x8 r) {
         // A residual above 255 saturates whatever it is added to: cut off, it leaves the sum within 16 bits.
-        const S16x8 sum = p + minimum(r, white);
-        return minimum(maximum(sum, S16x8{}), white);
+        return saturate8u(p + minimum(r, white));
     };
     return narrow(add(widenLow(prediction), residual.low), add(widenHigh(prediction), residual.high));
 }

@@ -74,7 +74,7 @@ private:
     // Squares of -255..255 fit into 16 bits.
     [[gnu::always_inline]] void add(S16x8 d)
     {
-        const auto squares = std::bit_cast<U32x4>(multiplyLow(d, d));
+        const auto squares = std::bit_cast<U32x4>(wrapMul(d, d));
         sums_ += (squares & 0xFFFF) + (squares >> 16);
     }
 

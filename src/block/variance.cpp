@@ -49,7 +49,7 @@ Sums sumsOf8x8(Block<const int16_t> block)
     for (std::ptrdiff_t y = 0; y < 8; y++) {
         const auto row = loadUnaligned<S16x8>(reinterpret_cast<const uint8_t*>(block.data) + y * block.step);
         sum += widenLow(row) + widenHigh(row);
-        addLanes(low, multiplyLow(row, row));
+        addLanes(low, wrapMul(row, row));
         addLanes(high, multiplyHigh(row, row));
     }
     const auto total = [](U32x4 sums) { return int64_t{sumOf(std::bit_cast<S32x4>(sums))}; };

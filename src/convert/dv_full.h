@@ -10,7 +10,7 @@ namespace kelvcpx::convert {
 // Samples from -128 on become samples from 0 on.
 inline S16x8 clipped(S16x8 v)
 {
-    return minimum(maximum(v, splat16(-128)), splat16(127)) + splat16(128);
+    return clamped(v, splat16(-128), splat16(127)) + splat16(128);
 }
 
 // (a + b) / 2, rounded towards zero, of any two numbers: first rounded down, without a carry.
@@ -18,7 +18,7 @@ inline S16x8 mean(S16x8 a, S16x8 b)
 {
     const S16x8 down = (a & b) + ((a ^ b) >> 1);
     const S16x8 isNegative = down >> 15;
-    return addWrapping(down, (a ^ b) & isNegative & splat16(1));
+    return wrapAdd(down, (a ^ b) & isNegative & splat16(1));
 }
 
 inline S16x8 rowOf(const int16_t* block, int y)

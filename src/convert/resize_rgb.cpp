@@ -3,6 +3,7 @@
 #include "convert/packed_422.h"
 #include "convert/rotation.h"
 #include "core/arguments.h"
+#include "core/lanes32.h"
 #include "core/rows.h"
 
 #include <kelvcpx/convert.h>
@@ -160,36 +161,15 @@ Reduced reducePartOfGroup(const Source& src, int32_t pixels)
     return reduceGroup<factor, interpolation>({copy.data(), step});
 }
 
-// 32-bit products of eight numbers.
-struct Products {
-    S32x4 low;
-    S32x4 high;
-
-    friend Products operator-(const Products& a, const Products& b)
-    {
-        return {a.low - b.low, a.high - b.high};
-    }
-};
-
-[[gnu::always_inline]] inline Products multiply(S16x8 v, int16_t factor)
-{
-    const S16x8 low = multiplyLow(v, splat16(factor));
-    const S16x8 high = multiplyHigh(v, splat16(factor));
-    const auto join = [](S16x8 words) { return std::bit_cast<S32x4>(words); };
-    if constexpr (littleEndian)
-        return {join(interleaveLow(low, high)), join(interleaveHigh(low, high))};
-    return {join(interleaveLow(high, low)), join(interleaveHigh(high, low))};
-}
-
 // A component of eight pixels: (luma + chroma) >> shift, clipped to `bits`. Each chroma serves two pixels.
-[[gnu::always_inline]] inline U16x8 component(const Products& luma, S32x4 chroma, int shift, int bits)
+[[gnu::always_inline]] inline U16x8 component(const Lanes32& luma, S32x4 chroma, int shift, int bits)
 {
     const auto pairs = std::bit_cast<U32x4>(chroma);
     const auto first = std::bit_cast<S32x4>(interleaveLow(pairs, pairs));
     const auto second = std::bit_cast<S32x4>(interleaveHigh(pairs, pairs));
     const S16x8 v = narrow((luma.low + first) >> shift, (luma.high + second) >> shift);
     const S16x8 largest = splat16(static_cast<int16_t>((1 << bits) - 1));
-    return std::bit_cast<U16x8>(minimum(maximum(v, S16x8{}), largest));
+    return std::bit_cast<U16x8>(clamped(v, S16x8{}, largest));
 }
 
 // `greenBits` is 5 or 6.
@@ -199,11 +179,11 @@ std::array<uint16_t, groupSize> toRgb(const Reduced& pixels)
     const auto [luma, chroma] = pixels;
     const S16x8 cb = widenLow(evenBytes(chroma, chroma)) - 128;
     const S16x8 cr = widenLow(oddBytes(chroma, chroma)) - 128;
-    const Products red = multiply(cr, 1634);
-    const Products green = Products{} - multiply(cb, 401) - multiply(cr, 833);
-    const Products blue = multiply(cb, 2065);
+    const Lanes32 red = multiply(cr, 1634);
+    const Lanes32 green = Lanes32{} - multiply(cb, 401) - multiply(cr, 833);
+    const Lanes32 blue = multiply(cb, 2065);
     const auto half = [](S16x8 y, S32x4 r, S32x4 g, S32x4 b) {
-        const Products l = multiply(y - 16, 1192);
+        const Lanes32 l = multiply(y - 16, 1192);
         return component(l, b, 13, 5) | component(l, g, 18 - greenBits, greenBits) << 5 |
                component(l, r, 13, 5) << (5 + greenBits);
     };

@@ -35,14 +35,16 @@ template <int columns, class V, std::size_t n>
 template <std::size_t n>
 [[gnu::always_inline]] inline std::array<S16x8, n> transpose(const std::array<S16x8, n>& rows)
 {
-    return transposed < n == 2 ? 4 : 8 > (rows);
+    constexpr int columns = n == 2 ? 4 : 8;
+    return transposed<columns>(rows);
 }
 
 template <std::size_t n>
 [[gnu::always_inline]] inline std::array<S32x4, n> transpose(const std::array<S32x4, n>& rows)
 {
+    constexpr int columns = n == 4 ? 4 : 8;
     const auto elements = std::bit_cast<std::array<U32x4, n>>(rows);
-    return std::bit_cast<std::array<S32x4, n>>(transposed < n == 4 ? 4 : 8 > (elements));
+    return std::bit_cast<std::array<S32x4, n>>(transposed<columns>(elements));
 }
 
 } // namespace kelvcpx

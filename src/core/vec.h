@@ -62,17 +62,6 @@ inline S16x8 maximum(S16x8 a, S16x8 b)
     return a > b ? a : b;
 }
 
-// Sums and products modulo 2^16.
-inline S16x8 addWrapping(S16x8 a, S16x8 b)
-{
-    return std::bit_cast<S16x8>(std::bit_cast<U16x8>(a) + std::bit_cast<U16x8>(b));
-}
-
-inline S16x8 multiplyLow(S16x8 a, S16x8 b)
-{
-    return std::bit_cast<S16x8>(std::bit_cast<U16x8>(a) * std::bit_cast<U16x8>(b));
-}
-
 inline S32x4 minimum(S32x4 a, S32x4 b)
 {
     return a < b ? a : b;
@@ -83,23 +72,62 @@ inline S32x4 maximum(S32x4 a, S32x4 b)
     return a > b ? a : b;
 }
 
+// Sums, differences and products that wrap instead of overflowing.
+
+inline S16x8 wrapAdd(S16x8 a, S16x8 b)
+{
+    return std::bit_cast<S16x8>(std::bit_cast<U16x8>(a) + std::bit_cast<U16x8>(b));
+}
+
+inline S16x8 wrapSub(S16x8 a, S16x8 b)
+{
+    return std::bit_cast<S16x8>(std::bit_cast<U16x8>(a) - std::bit_cast<U16x8>(b));
+}
+
+inline S16x8 wrapMul(S16x8 a, S16x8 b)
+{
+    return std::bit_cast<S16x8>(std::bit_cast<U16x8>(a) * std::bit_cast<U16x8>(b));
+}
+
+inline S32x4 wrapAdd(S32x4 a, S32x4 b)
+{
+    return std::bit_cast<S32x4>(std::bit_cast<U32x4>(a) + std::bit_cast<U32x4>(b));
+}
+
+inline S32x4 wrapSub(S32x4 a, S32x4 b)
+{
+    return std::bit_cast<S32x4>(std::bit_cast<U32x4>(a) - std::bit_cast<U32x4>(b));
+}
+
+inline S32x4 wrapMul(S32x4 a, S32x4 b)
+{
+    return std::bit_cast<S32x4>(std::bit_cast<U32x4>(a) * std::bit_cast<U32x4>(b));
+}
+
 template <class Lanes>
 [[gnu::always_inline]] inline Lanes absolute(Lanes v)
 {
     return maximum(v, -v);
 }
 
+// Each lane clipped to low..high.
+template <class Lanes>
+[[gnu::always_inline]] inline Lanes clamped(Lanes v, Lanes low, Lanes high)
+{
+    return minimum(maximum(v, low), high);
+}
+
 // v, but at most `limit` in magnitude.
 template <class Lanes>
 [[gnu::always_inline]] inline Lanes limited(Lanes v, Lanes limit)
 {
-    return minimum(maximum(v, -limit), limit);
+    return clamped(v, -limit, limit);
 }
 
 // Each lane clipped to 0..255.
 inline S16x8 saturate8u(S16x8 v)
 {
-    return minimum(maximum(v, S16x8{}), splat16(255));
+    return clamped(v, S16x8{}, splat16(255));
 }
 
 // The lanes of a where those of the mask are set, of b elsewhere.
@@ -109,11 +137,11 @@ template <class Lanes>
     return mask != 0 ? a : b;
 }
 
-// Whether any lane of a mask, the result of a comparison, is set.
+// Whether any lane is not 0, as that of a mask is if the comparison is true.
 template <class Lanes>
-[[gnu::always_inline]] inline bool anyLane(Lanes mask)
+[[gnu::always_inline]] inline bool anyLane(Lanes v)
 {
-    const auto halves = std::bit_cast<Vec16<uint64_t>>(mask);
+    const auto halves = std::bit_cast<Vec16<uint64_t>>(v);
     return (halves[0] | halves[1]) != 0;
 }
 

@@ -3,8 +3,8 @@
 
 #include "core/arguments.h"
 #include "core/arithmetic.h"
+#include "core/lanes32.h"
 #include "core/transpose.h"
-#include "core/vec.h"
 #include "tables/dv_tables.h"
 
 #include <kelvcpx/dv.h>
@@ -75,60 +75,17 @@ void transformForward(int16_t* block)
         transformRow(block + 8 * row, row % 2 == 0 ? w_4 : w_2);
 }
 
-// Inverse. Eight numbers side by side, modulo 2^32.
-struct Lanes {
-    U32x4 low;
-    U32x4 high;
-
-    friend Lanes operator+(const Lanes& a, const Lanes& b) { return {a.low + b.low, a.high + b.high}; }
-    friend Lanes operator-(const Lanes& a, const Lanes& b) { return {a.low - b.low, a.high - b.high}; }
-    friend Lanes operator*(const Lanes& a, uint32_t b) { return {a.low * b, a.high * b}; }
-    friend Lanes operator+(const Lanes& a, uint32_t b) { return {a.low + b, a.high + b}; }
-
-    // Arithmetic, as of signed numbers.
-    friend Lanes operator>>(const Lanes& a, int shift)
-    {
-        return {std::bit_cast<U32x4>(std::bit_cast<S32x4>(a.low) >> shift),
-                std::bit_cast<U32x4>(std::bit_cast<S32x4>(a.high) >> shift)};
-    }
-};
-
-// x * factor, from two products of 16 bits, for which processors have more lanes.
-template <int16_t factor>
-Lanes multiply(S16x8 x)
-{
-    const S16x8 lower = multiplyLow(x, splat16(factor));
-    const S16x8 upper = multiplyHigh(x, splat16(factor));
-    const S16x8 first = littleEndian ? lower : upper;
-    const S16x8 second = littleEndian ? upper : lower;
-    return {std::bit_cast<U32x4>(interleaveLow(first, second)),
-            std::bit_cast<U32x4>(interleaveHigh(first, second))};
-}
-
-Lanes widen(S16x8 x)
-{
-    return {std::bit_cast<U32x4>(widenLow(x)), std::bit_cast<U32x4>(widenHigh(x))};
-}
-
-S16x8 narrow(const Lanes& x)
-{
-    return kelvcpx::narrow(std::bit_cast<S32x4>(x.low), std::bit_cast<S32x4>(x.high));
-}
+// Inverse
 
 using Rows = std::array<S16x8, 8>;
 
-S16x8 subtractWrapping(S16x8 a, S16x8 b)
-{
-    return std::bit_cast<S16x8>(std::bit_cast<U16x8>(a) - std::bit_cast<U16x8>(b));
-}
-
 // 2^14 * (x0 + x1), 2^14 * (x0 - x1)
-Lanes scaledSum(S16x8 x0, S16x8 x1)
+Lanes32 scaledSum(S16x8 x0, S16x8 x1)
 {
     return (widen(x0) + widen(x1)) * (1 << 14);
 }
 
-Lanes scaledDifference(S16x8 x0, S16x8 x1)
+Lanes32 scaledDifference(S16x8 x0, S16x8 x1)
 {
     return (widen(x0) - widen(x1)) * (1 << 14);
 }
@@ -136,22 +93,22 @@ Lanes scaledDifference(S16x8 x0, S16x8 x1)
 // The 8-point inverse DCT with 14 fractional bits; x[k] has frequency k of eight rows.
 Rows inverseRows(const Rows& x)
 {
-    const Lanes a1 = multiply<22725>(x[1]) + multiply<4520>(x[7]);
-    const Lanes a2 = multiply<4520>(x[1]) - multiply<22725>(x[7]);
-    const Lanes b1 = multiply<19265>(x[3]) + multiply<12872>(x[5]);
-    const Lanes b2 = multiply<19265>(x[5]) - multiply<12872>(x[3]);
-    constexpr uint32_t cosine = 11585; // 2^14 cos(pi / 4)
-    const Lanes o0 = a1 + b1;
-    const Lanes o1 = (((a1 + a2 - b1 - b2 + 1024) >> 11) * cosine) >> 3;
-    const Lanes o2 = (((a1 - a2 - b1 + b2 + 1024) >> 11) * cosine) >> 3;
-    const Lanes o3 = a2 + b2;
+    const Lanes32 a1 = multiply(x[1], 22725) + multiply(x[7], 4520);
+    const Lanes32 a2 = multiply(x[1], 4520) - multiply(x[7], 22725);
+    const Lanes32 b1 = multiply(x[3], 19265) + multiply(x[5], 12872);
+    const Lanes32 b2 = multiply(x[5], 19265) - multiply(x[3], 12872);
+    constexpr int32_t cosine = 11585; // 2^14 cos(pi / 4)
+    const Lanes32 o0 = a1 + b1;
+    const Lanes32 o1 = (((a1 + a2 - b1 - b2 + 1024) >> 11) * cosine) >> 3;
+    const Lanes32 o2 = (((a1 - a2 - b1 + b2 + 1024) >> 11) * cosine) >> 3;
+    const Lanes32 o3 = a2 + b2;
 
-    const Lanes e0 = scaledSum(x[0], x[4]) + 8192;
-    const Lanes e1 = scaledDifference(x[0], x[4]) + 8192;
-    const Lanes c1 = multiply<21406>(x[2]) + multiply<8866>(x[6]);
-    const Lanes c2 = multiply<8866>(x[2]) - multiply<21406>(x[6]);
-    const std::array<Lanes, 4> even = {e0 + c1, e1 + c2, e1 - c2, e0 - c1};
-    const std::array<Lanes, 4> odd = {o0, o1, o2, o3};
+    const Lanes32 e0 = scaledSum(x[0], x[4]) + 8192;
+    const Lanes32 e1 = scaledDifference(x[0], x[4]) + 8192;
+    const Lanes32 c1 = multiply(x[2], 21406) + multiply(x[6], 8866);
+    const Lanes32 c2 = multiply(x[2], 8866) - multiply(x[6], 21406);
+    const std::array<Lanes32, 4> even = {e0 + c1, e1 + c2, e1 - c2, e0 - c1};
+    const std::array<Lanes32, 4> odd = {o0, o1, o2, o3};
 
     Rows y;
     for (std::size_t i = 0; i < 4; i++) {
@@ -164,10 +121,10 @@ Rows inverseRows(const Rows& x)
 // The 4-point inverse DCT of eight columns.
 std::array<S16x8, 4> inverseColumns(const S16x8* u)
 {
-    const Lanes p = scaledSum(u[0], u[2]) + 65536;
-    const Lanes m = scaledDifference(u[0], u[2]) + 65536;
-    const Lanes c1 = multiply<21406>(u[1]) + multiply<8866>(u[3]);
-    const Lanes c2 = multiply<8866>(u[1]) - multiply<21406>(u[3]);
+    const Lanes32 p = scaledSum(u[0], u[2]) + 65536;
+    const Lanes32 m = scaledDifference(u[0], u[2]) + 65536;
+    const Lanes32 c1 = multiply(u[1], 21406) + multiply(u[3], 8866);
+    const Lanes32 c2 = multiply(u[1], 8866) - multiply(u[3], 21406);
     return {narrow((p + c1) >> 17), narrow((m + c2) >> 17), narrow((m - c2) >> 17), narrow((p - c1) >> 17)};
 }
 
@@ -180,8 +137,8 @@ void transformInverse(int16_t* block)
     const auto sums = inverseColumns(&rows[0]);
     const auto differences = inverseColumns(&rows[4]);
     for (std::size_t i = 0; i < 4; i++) {
-        storeUnaligned(block + 16 * i, addWrapping(sums[i], differences[i]));
-        storeUnaligned(block + 16 * i + 8, subtractWrapping(sums[i], differences[i]));
+        storeUnaligned(block + 16 * i, wrapAdd(sums[i], differences[i]));
+        storeUnaligned(block + 16 * i + 8, wrapSub(sums[i], differences[i]));
     }
 }
 

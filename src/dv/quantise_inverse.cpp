@@ -19,10 +19,10 @@ S16x8 scaled(S16x8 c, S16x8 f)
 S16x8 scaled(S16x8 c, S16x8 q, S16x8 w)
 {
     const S16x8 x = c >> 3;
-    const S16x8 low = multiplyLow(x, q);
+    const S16x8 low = wrapMul(x, q);
     const S16x8 high = multiplyHigh(x, q);
     const S16x8 correction = w & (low >> 15);
-    return addWrapping(addWrapping(multiplyLow(high, w), multiplyHigh(low, w)), correction);
+    return wrapAdd(wrapAdd(wrapMul(high, w), multiplyHigh(low, w)), correction);
 }
 
 } // namespace

@@ -47,10 +47,7 @@ public:
     }
 
     // Samples may exceed the bit depth: then the limits show.
-    Lanes limited(Lanes residual) const
-    {
-        return minimum(maximum(residual, splat(-clip.largest())), splat(clip.largest()));
-    }
+    Lanes limited(Lanes residual) const { return kelvcpx::limited(residual, splat(clip.largest())); }
 
     Sample add(Sample sample, int32_t residual) const
     {

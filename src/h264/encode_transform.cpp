@@ -1,7 +1,8 @@
 // Transforms and quantisation of residuals for encoders.
 
 #include "core/arguments.h"
-#include "core/vec.h"
+#include "core/lanes32.h"
+#include "core/transpose.h"
 #include "h264/forward_transform.h"
 #include "h264/reconstruct.h"
 #include "tables/h264_tables.h"
@@ -34,21 +35,6 @@ struct Rounding {
     static Rounding of4x4(int32_t shift, bool isIntra) { return {shift, (1 << shift) / (isIntra ? 3 : 6)}; }
 };
 
-// The products of lanes, with 32 bits each.
-struct Products {
-    S32x4 lower;
-    S32x4 upper;
-};
-
-Products multiply(S16x8 a, S16x8 b)
-{
-    S16x8 low = multiplyLow(a, b);
-    S16x8 high = multiplyHigh(a, b);
-    if constexpr (!littleEndian)
-        std::swap(low, high);
-    return {std::bit_cast<S32x4>(interleaveLow(low, high)), std::bit_cast<S32x4>(interleaveHigh(low, high))};
-}
-
 // The low 16 bits of the levels.
 S16x8 quantise(S16x8 c, S16x8 factor, const Rounding& rounding)
 {
@@ -56,9 +42,9 @@ S16x8 quantise(S16x8 c, S16x8 factor, const Rounding& rounding)
         const S32x4 magnitude = ((product ^ sign) - sign + rounding.offset) >> rounding.shift;
         return (magnitude ^ sign) - sign;
     };
-    const Products products = multiply(c, factor);
-    const S16x8 sign = c >> 15;
-    return narrow(level(products.lower, widenLow(sign)), level(products.upper, widenHigh(sign)));
+    const Lanes32 products = multiply(c, factor);
+    const Lanes32 signs = widen(c >> 15);
+    return narrow(level(products.low, signs.low), level(products.high, signs.high));
 }
 
 template <std::size_t vectors>
@@ -115,8 +101,7 @@ bool hasLargeLevel(const Lanes<vectors>& levels)
     S16x8 most{};
     for (const S16x8& l : levels)
         most = maximum(most, maximum(l, -l));
-    const auto large = std::bit_cast<Vec16<uint64_t>>(most > splat16(largestLevel));
-    return (large[0] | large[1]) != 0;
+    return anyLane(most > splat16(largestLevel));
 }
 
 // Stores the levels, or those before the first one that is too large.
@@ -137,20 +122,10 @@ Status storeLevels(const Lanes<vectors>& levels, int16_t* dst)
 // The Hadamard transform of the DC coefficients of Intra_16x16, halved, whose sums need more than 16 bits.
 Lanes<2> halvedHadamard(const Lanes<2>& dc)
 {
-    const auto pass = [](const std::array<S32x4, 4>& rows) { return hadamard4<S32x4>(rows); };
-    const auto transposed = [](const std::array<S32x4, 4>& rows) {
-        const auto u = [&](std::size_t i) { return std::bit_cast<U32x4>(rows[i]); };
-        const U32x4 a = interleaveLow(u(0), u(2));
-        const U32x4 b = interleaveLow(u(1), u(3));
-        const U32x4 c = interleaveHigh(u(0), u(2));
-        const U32x4 d = interleaveHigh(u(1), u(3));
-        const auto s = [](U32x4 v) { return std::bit_cast<S32x4>(v); };
-        return std::array{s(interleaveLow(a, b)), s(interleaveHigh(a, b)), s(interleaveLow(c, d)),
-                          s(interleaveHigh(c, d))};
-    };
-    // The transform is symmetric: the array may be transposed before instead of between the passes.
-    const auto t = transposed(pass(transposed(pass({widenLow(dc[0]), widenHigh(dc[0]), widenLow(dc[1]), //
-                                                    widenHigh(dc[1])}))));
+    const Lanes32 upper = widen(dc[0]);
+    const Lanes32 lower = widen(dc[1]);
+    const auto columns = transpose(hadamard4<S32x4>({upper.low, upper.high, lower.low, lower.high}));
+    const auto t = transpose(hadamard4(columns));
     return {narrow(t[0] >> 1, t[1] >> 1), narrow(t[2] >> 1, t[3] >> 1)};
 }
 

@@ -50,12 +50,8 @@ template <class T>
 inline Coefficients<16, int16_t> forwardTransformed(const Coefficients<16, int16_t>& block)
 {
     const auto columns = transpose(block);
-    const auto y = forward4<S16x8>({columns[0], upperHalf(columns[0]), columns[1], upperHalf(columns[1])});
-    const auto y01 = std::bit_cast<U32x4>(interleaveLow(y[0], y[1]));
-    const auto y23 = std::bit_cast<U32x4>(interleaveLow(y[2], y[3]));
-    const auto rows01 = std::bit_cast<S16x8>(interleaveLow(y01, y23));
-    const auto rows23 = std::bit_cast<S16x8>(interleaveHigh(y01, y23));
-
+    const auto [rows01, rows23] =
+        rowsOf(forward4<S16x8>({columns[0], upperHalf(columns[0]), columns[1], upperHalf(columns[1])}));
     const auto r = forward4<S16x8>({rows01, upperHalf(rows01), rows23, upperHalf(rows23)});
     const auto lowerHalves = [](S16x8 a, S16x8 b) {
         return std::bit_cast<S16x8>(joinLow(std::bit_cast<U32x4>(a), std::bit_cast<U32x4>(b)));

@@ -20,17 +20,22 @@ inline S16x8 upperHalf(S16x8 v)
     return std::bit_cast<S16x8>(joinHigh(std::bit_cast<U32x4>(v), std::bit_cast<U32x4>(v)));
 }
 
+// The rows of a 4x4 block whose columns are the lower halves of vectors.
+[[gnu::always_inline]] inline Coefficients<16, int16_t> rowsOf(const std::array<S16x8, 4>& columns)
+{
+    const auto first = std::bit_cast<U32x4>(interleaveLow(columns[0], columns[1]));
+    const auto second = std::bit_cast<U32x4>(interleaveLow(columns[2], columns[3]));
+    return {std::bit_cast<S16x8>(interleaveLow(first, second)),
+            std::bit_cast<S16x8>(interleaveHigh(first, second))};
+}
+
 // The residual of a 4x4 block. Of 16-bit coefficients the results of the rows have 16 bits; those of the
 // columns need more before they are shifted.
 inline Coefficients<16, int16_t> transformed(const Coefficients<16, int16_t>& coefficients)
 {
     const auto columns = transpose(coefficients);
-    const auto y = inverse4<S16x8>({columns[0], upperHalf(columns[0]), columns[1], upperHalf(columns[1])});
-    const auto y01 = std::bit_cast<U32x4>(interleaveLow(y[0], y[1]));
-    const auto y23 = std::bit_cast<U32x4>(interleaveLow(y[2], y[3]));
-    const auto rows01 = std::bit_cast<S16x8>(interleaveLow(y01, y23));
-    const auto rows23 = std::bit_cast<S16x8>(interleaveHigh(y01, y23));
-
+    const auto [rows01, rows23] =
+        rowsOf(inverse4<S16x8>({columns[0], upperHalf(columns[0]), columns[1], upperHalf(columns[1])}));
     const auto r =
         inverse4<S32x4>({widenLow(rows01) + 32, widenHigh(rows01), widenLow(rows23), widenHigh(rows23)});
     return {narrow(r[0] >> 6, r[1] >> 6), narrow(r[2] >> 6, r[3] >> 6)};
@@ -76,8 +81,7 @@ bool areWithin(const std::array<S16x8, n>& lanes, int16_t limit)
         least = minimum(least, lanes[i]);
         most = maximum(most, lanes[i]);
     }
-    const auto beyond = std::bit_cast<Vec16<uint64_t>>(maximum(most, ~least) > splat16(limit));
-    return (beyond[0] | beyond[1]) == 0;
+    return !anyLane(maximum(most, ~least) > splat16(limit));
 }
 
 // Of the results of rows 16 bits count. Those of any sum do, unless it is shifted: sums of odd inputs with

@@ -85,7 +85,7 @@ template <>
 struct Clip<Samples8> {
     static constexpr int32_t largest() { return 255; }
 
-    S16x8 operator()(S16x8 v) const { return minimum(maximum(v, S16x8{}), splat16(largest())); }
+    S16x8 operator()(S16x8 v) const { return saturate8u(v); }
 };
 
 template <>
@@ -95,7 +95,7 @@ struct Clip<Samples16> {
 
     int32_t largest() const { return largest_; }
 
-    S32x4 operator()(S32x4 v) const { return minimum(maximum(v, S32x4{}), Samples16::splat(largest_)); }
+    S32x4 operator()(S32x4 v) const { return clamped(v, S32x4{}, Samples16::splat(largest_)); }
 
 private:
     int32_t largest_;

@@ -73,12 +73,11 @@ void addConstant(uint8_t* dst, std::ptrdiff_t stride, int32_t residual, const De
 template <class Lanes, std::size_t vectors>
 bool hasAc(const std::array<Lanes, vectors>& coefficients)
 {
-    Lanes first = coefficients[0];
-    first[0] = 0;
-    auto all = std::bit_cast<Vec16<uint64_t>>(first);
+    Lanes all = coefficients[0];
+    all[0] = 0;
     for (std::size_t i = 1; i < vectors; i++)
-        all |= std::bit_cast<Vec16<uint64_t>>(coefficients[i]);
-    return (all[0] | all[1]) != 0;
+        all |= coefficients[i];
+    return anyLane(all);
 }
 
 // A block of n x n scaled coefficients. If there is only the DC, all results of the transform are the same.

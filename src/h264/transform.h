@@ -6,45 +6,8 @@
 #include "core/vec.h"
 
 #include <array>
-#include <bit>
-#include <cstddef>
-#include <cstdint>
 
 namespace kelvcpx::h264 {
-
-using kelvcpx::wrapAdd;
-using kelvcpx::wrapMul;
-using kelvcpx::wrapSub;
-
-inline S16x8 wrapAdd(S16x8 a, S16x8 b)
-{
-    return std::bit_cast<S16x8>(std::bit_cast<U16x8>(a) + std::bit_cast<U16x8>(b));
-}
-
-inline S16x8 wrapSub(S16x8 a, S16x8 b)
-{
-    return std::bit_cast<S16x8>(std::bit_cast<U16x8>(a) - std::bit_cast<U16x8>(b));
-}
-
-inline S16x8 wrapMul(S16x8 a, S16x8 b)
-{
-    return std::bit_cast<S16x8>(std::bit_cast<U16x8>(a) * std::bit_cast<U16x8>(b));
-}
-
-inline S32x4 wrapAdd(S32x4 a, S32x4 b)
-{
-    return std::bit_cast<S32x4>(std::bit_cast<U32x4>(a) + std::bit_cast<U32x4>(b));
-}
-
-inline S32x4 wrapSub(S32x4 a, S32x4 b)
-{
-    return std::bit_cast<S32x4>(std::bit_cast<U32x4>(a) - std::bit_cast<U32x4>(b));
-}
-
-inline S32x4 wrapMul(S32x4 a, S32x4 b)
-{
-    return std::bit_cast<S32x4>(std::bit_cast<U32x4>(a) * std::bit_cast<U32x4>(b));
-}
 
 // One row or column of the 4x4 transform (8.5.12.2).
 template <class T>

@@ -95,8 +95,7 @@ void correct(Lines& s, S16x8 lines, int16_t qp)
     const S16x8 d = eighth((select(a0 < 0, -least, least) - a0) * 5);
     const S16x8 downwards = s[4] < s[5]; // the edge rises, and d may only be negative
     const S16x8 limit = absolute(s[4] - s[5]) >> 1;
-    const S16x8 limitedD =
-        minimum(maximum(d, select(downwards, -limit, S16x8{})), select(downwards, S16x8{}, limit));
+    const S16x8 limitedD = clamped(d, select(downwards, -limit, S16x8{}), select(downwards, S16x8{}, limit));
     const S16x8 change = limitedD & lines & (absolute(a0) < splat16(qp));
     s[4] -= change;
     s[5] += change;
