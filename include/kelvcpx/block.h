@@ -96,7 +96,7 @@ KEL_API Status keliCopy16x16HP_8u_C1R(const uint8_t* pSrc, int32_t srcStep, uint
  * @param srcDstStep distance in bytes between its rows; not checked
  *
  * @retval StatusOk          done
- * @retval StatusNullPointer `pSrcDst` or `pSrc` is null
+ * @retval StatusNullPointer `pSrc` or `pSrcDst` is null
  * @{
  */
 KEL_API Status keliAverage8x8_8u_C1IR(const uint8_t* pSrc, int32_t srcStep, uint8_t* pSrcDst,

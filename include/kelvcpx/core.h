@@ -15,10 +15,11 @@
  *
  * @par The byte cursor
  * `ppBitStream` points to the caller's pointer into an array of bytes, `pBitOffset` to the number of bits,
- * 0..7, of the current byte that are already consumed or written, counted from the most significant end.
- * Readers may load up to four bytes beyond the last bit of the coded data. Writers keep the bits before the
- * offset, store every byte that the code reaches, leave the unused bits of the last one zero, and need no
- * cleared buffer.
+ * 0..7, of the current byte that are used, that is, already read or written, counted from the most
+ * significant end. Readers may load up to four bytes beyond the last bit of the coded data. 8 zero bytes
+ * behind the data keep every read of a block that begins within the data inside the buffer, whatever the data
+ * is: no code of H.261, H.263 and MPEG-4 is all zeros. Writers keep the bits before the offset, store every
+ * byte that the code reaches, leave the unused bits of the last one zero, and need no cleared buffer.
  */
 #ifndef KELVCPX_CORE_H
 #define KELVCPX_CORE_H
@@ -50,8 +51,7 @@ KEL_API const LibraryVersion* kelvcGetLibVersion(void) KEL_NOEXCEPT;
  * Blocks whose address is a multiple of 32, taken from `malloc`.
  *
  * @param len    length of the block in bytes
- * @param pBlock block returned by kelsMalloc_8u() or kelsMalloc_8s(), or null, which does nothing; releasing
- * a block twice or passing any other pointer is outside the contract
+ * @param pBlock block of kelsMalloc_8u() or kelsMalloc_8s(), to be released once; null does nothing
  * @return the block, uninitialised; null if `len` is below 1, if `len` and the bookkeeping (32 bytes and a
  * pointer) do not fit a signed 32-bit length, or if no memory is left
  * @{

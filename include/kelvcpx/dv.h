@@ -38,7 +38,7 @@
  *
  * @param pCodeList0 codes of up to N0 bits; read as far as described above
  * @param pCodeList1 the tails of longer codes; read as far as described above
- * @param ppTable    where the table is stored
+ * @param ppTable    receives the table, or null if there is not enough memory
  * @param pHuffTable table to be freed, made by keliInitAllocHuffmanTable_DV_32u()
  *
  * @retval StatusOk          done
@@ -142,7 +142,7 @@ KEL_API Status keliDCT2x4x8Inv_16s_C1I(int16_t* pSrcDst) KEL_NOEXCEPT;
  * Counts the zeros of a block, as an encoder does to choose between its DCT modes.
  *
  * @param pSrc   64 values
- * @param pCount where to store how many of them are zero, 0..64
+ * @param pCount receives the number of those that are zero, 0..64
  *
  * @retval StatusOk          done
  * @retval StatusNullPointer `pSrc` or `pCount` is null

@@ -1,9 +1,10 @@
 /**
  * @file
- * H.261 (ITU-T Recommendation H.261): transform coefficients from the stream and to the stream. Its forward
- * quantisation is free; that of h263.h fits.
+ * H.261 (ITU-T H.261): transform coefficients from the stream and to the stream. Its forward quantisation is
+ * free; that of h263.h fits. Clause, figure and table numbers are those of ITU-T H.261.
  *
- * Blocks, in raster order, and the byte cursor are those of h263.h. The coefficients come in zigzag order
+ * @par Blocks
+ * A block is 64 signed 16-bit numbers in raster order, as in h263.h. The coefficients come in zigzag order
  * (figure 12). Where an operation has an argument `scan`, -1 selects none: the level at scan position p
  * stands at index p of the block.
  */
@@ -15,7 +16,7 @@
 #include <stdint.h>
 
 /**
- * @name Decoding a block of levels, or of coefficients
+ * @name Decoding a block of levels or coefficients
  *
  * Decode the codes of one block up to and with its end-of-block code (4.2.4, table 5). `DecodeCoeffs` stores
  * the levels; `ReconstructCoeffs` dequantises them in the same pass: a level L other than 0 becomes sign(L)
@@ -29,22 +30,22 @@
  * leaves the block by 64 positions, run 63 right behind a coefficient at scan position 63, ends the block as
  * the end-of-block code does.)
  *
- * @param ppBitStream      byte cursor: current byte; advanced past the block
- * @param pBitOffset       byte cursor: bits of it that are used, 0..7
+ * @param ppBitStream      byte cursor (see core.h): current byte; advanced past the block
+ * @param pBitOffset       byte cursor: used bits of it, 0..7
  * @param pCoef            64 levels or coefficients; all are written
  * @param pIndxLastNonZero receives the scan position of the last one, 0 for an intra DC alone
  * @param scan             -1 for no scan, any other value for zigzag
  * @param QP               quantiser, 1..31
  *
  * @retval StatusOk           the block is complete
- * @retval StatusNullPointer  a pointer, or the stream pointer, is null; nothing is written
- * @retval StatusBadBitOffset the bit offset lies outside 0..7; nothing is written
- * @retval StatusBadQuantizer `QP` lies outside 1..31; nothing is written
+ * @retval StatusNullPointer  a pointer, or the stream pointer, is null
+ * @retval StatusBadBitOffset the bit offset is outside 0..7
+ * @retval StatusBadQuantizer `QP` is outside 1..31
  * @retval StatusBadVlcCode   no code matches, a level is forbidden, or a run leaves the block: the cursor of
- * an inter block stays where it was, that of an intra block just behind its DC; `pCoef` holds the
- * coefficients so far, with the DC, and `*pIndxLastNonZero` the scan position of the last one, -1 if an inter
- * block has none. If the DC is 0 or 128,
- *                            `*pIndxLastNonZero` is -1 and nothing else is written
+ *                            an inter block stays where it was, that of an intra block just behind its DC;
+ *                            `pCoef` holds the coefficients so far, with the DC, and `*pIndxLastNonZero` the
+ *                            scan position of the last one, -1 if an inter block has none. If the DC itself
+ *                            is 0 or 128, `*pIndxLastNonZero` is -1 and nothing else is written
  * @{
  */
 KEL_API Status keliDecodeCoeffsIntra_H261_1u16s(const uint8_t** ppBitStream, int32_t* pBitOffset,
@@ -71,15 +72,15 @@ KEL_API Status keliReconstructCoeffsInter_H261_1u16s(const uint8_t** ppBitStream
  * code: what the escape cannot hold is cut off.
  *
  * @param pQCoef       64 levels
- * @param ppBitStream  byte cursor: current byte; advanced past the block
- * @param pBitOffset   byte cursor: bits of it that are used, 0..7
+ * @param ppBitStream  byte cursor (see core.h): current byte; advanced past the block
+ * @param pBitOffset   byte cursor: used bits of it, 0..7
  * @param countNonZero number of levels that are not 0, with the intra DC, 1..64
  * @param scan         -1 for no scan, any other value for zigzag
  *
  * @retval StatusOk           encoded
  * @retval StatusNullPointer  a pointer, or the stream pointer, is null
- * @retval StatusBadBitOffset the bit offset lies outside 0..7
- * @retval StatusOutOfRange   `countNonZero` lies outside 1..64
+ * @retval StatusBadBitOffset the bit offset is outside 0..7
+ * @retval StatusOutOfRange   `countNonZero` is outside 1..64
  * @{
  */
 KEL_API Status keliEncodeCoeffsIntra_H261_16s1u(const int16_t* pQCoef, uint8_t** ppBitStream,

@@ -1,6 +1,6 @@
 /**
  * @file
- * H.261 (ITU-T Recommendation H.261): the loop filter.
+ * H.261 (ITU-T H.261): the loop filter.
  */
 #ifndef KELVCPX_H261_FILTER_H
 #define KELVCPX_H261_FILTER_H

@@ -1,6 +1,6 @@
 /**
  * @file
- * H.263 (ITU-T Recommendation H.263): filters of block edges and the prediction of PB-frames.
+ * H.263 (ITU-T H.263): filters of block edges and the prediction of PB-frames.
  *
  * @par Edges
  * The samples across an edge are A, B before it and C, D behind it. An operation on a horizontal edge filters
@@ -19,9 +19,10 @@
  * forms. For each line
  *
  *     d  = (A - 4 * B + 4 * C - D) / 8
- *     d1 = UpDownRamp(d, STRENGTH)      in the 8x8 forms: sign(d) * max(0, |d| - max(0, 2 * (|d| -
- * STRENGTH))) d1 = d                            in the 16x16 forms d2 = (A - D) / 4, limited to -|d1 /
- * 2|..|d1 / 2| A' = A - d2,  B' = clip(B + d1),  C' = clip(C - d1),  D' = D + d2
+ *     d1 = sign(d) * max(0, |d| - max(0, 2 * (|d| - STRENGTH)))     in the 8x8 forms (UpDownRamp)
+ *     d1 = d                                                        in the 16x16 forms
+ *     d2 = (A - D) / 4, limited to -|d1 / 2|..|d1 / 2|
+ *     A' = A - d2,  B' = clip(B + d1),  C' = clip(C - d1),  D' = D + d2
  *
  * The standard filters the horizontal edges of a picture before the vertical ones, and only where one of the
  * two blocks is coded.

@@ -1,6 +1,6 @@
 /**
  * @file
- * H.263 (ITU-T Recommendation H.263): up- and down-sampling by two, for reduced-resolution updates (Annex Q)
+ * H.263 (ITU-T H.263): up- and down-sampling by two, for reduced-resolution updates (Annex Q)
  * and for the prediction of enhancement layers (Annex O).
  *
  * @par Upsampling

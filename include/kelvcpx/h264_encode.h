@@ -64,7 +64,7 @@
  * @param QP            quantiser QP'Y, or QP'C of chroma DC
  * @param pNumLevels    receives the number of levels that are not 0; negated, as an unsigned number 256 minus
  *                      it, if the first of them, that of the DC, is one of those
- * @param isIntra       0 for the offset of inter blocks, anything else for that of intra blocks
+ * @param isIntra       0 for the offset of inter blocks, not 0 for that of intra blocks
  * @param needTransform 0 if `pTransformed` holds the transformed coefficients already
  * @param pScanPos      scan position of each coefficient, in raster order, 16 values
  * @param pLastPos      receives the largest scan position of a level that is not 0, or 0 if there is none
@@ -112,7 +112,7 @@ KEL_API Status keliTransformLuma8x8Fwd_H264_16s_C1I(int16_t* pSrcDst) KEL_NOEXCE
  * @param pSrc        64 coefficients
  * @param pDst        receives 64 levels; may be `pSrc`
  * @param qpPer       QP / 6, 0..8
- * @param isIntra     0 for the rounding of inter blocks, anything else for that of intra blocks
+ * @param isIntra     0 for the rounding of inter blocks, not 0 for that of intra blocks
  * @param pScanPos    scan position of each coefficient, in raster order, 64 values
  * @param pQuantScale 64 factors for QP % 6 in raster order: those of keliGenScaleLevel8x8_H264_8u16s_D2() for
  *                    the weights of the scaling list

@@ -92,7 +92,7 @@ typedef struct BlockReconParams {
 typedef struct BlockReconParams8u {
     int16_t** ppSrcCoeff;       /**< packed coefficients; moved behind those of the component */
     uint8_t* pSrcDst;           /**< top left sample of the macroblock in the plane */
-    int32_t srcDstStep;         /**< distance between rows of the plane */
+    int32_t srcDstStep;         /**< distance in bytes between rows of the plane */
     uint32_t cbp;               /**< coded blocks */
     int32_t QP;                 /**< quantiser */
     const int16_t* pLevelScale; /**< level-scale table, 16 factors */
@@ -127,11 +127,10 @@ typedef struct BlockReconParams8u {
  *                               place of a missing neighbour
  * @retval StatusNullPointer     the record, a pointer in it, `*ppSrcCoeff` or `pIntraModes` is null
  * @retval StatusBadStep         `srcDstStep` is below 1
- * @retval StatusOutOfRange      QP is outside its range, or else a mode is above 8 (Intra_16x16: above 3)
+ * @retval StatusOutOfRange      QP is outside its range, or else a mode is above 8 (Intra_16x16: above 3).
+ *                               The modes of 4x4 and 8x8 blocks are checked when their turn comes: the blocks
+ *                               before a wrong one are reconstructed
  * @retval StatusBadIntraMode    the mode of Intra_16x16 needs a missing neighbour
- *
- * Checked in this order, before anything is written; only the modes of 4x4 and 8x8 blocks are checked when
- * their turn comes, so that the blocks before a wrong one are reconstructed.
  * @{
  */
 KEL_API Status keliReconstructLumaIntra16x16_H264High_32s16u_IP1R(const BlockReconParams* pParams,
@@ -174,10 +173,8 @@ KEL_API Status keliReconstructLumaInter8x8_H264High_32s16u_IP1R(const BlockRecon
  * @retval StatusNullPointer  the array, a record, a pointer in one or a `*ppSrcCoeff` is null
  * @retval StatusBadStep      a `srcDstStep` is below 1
  * @retval StatusOutOfRange   a quantiser is outside its range, or else the mode is above 3 (but not
- * IntraHalf)
+ *                            IntraHalf)
  * @retval StatusBadIntraMode the mode needs a missing neighbour; IntraHalf: the mode is not DC
- *
- * Checked in this order, before anything is written.
  * @{
  */
 KEL_API Status keliReconstructChromaIntra4x4_H264High_32s16u_IP2R(const BlockReconParams* const* ppParams,
@@ -247,8 +244,6 @@ KEL_API Status keliReconstructChroma422Inter4x4_H264High_32s16u_IP2R(const Block
  * @retval StatusBadStep      `srcDstStep` is below 1
  * @retval StatusOutOfRange   a quantiser is outside 0..39, or else the mode is above 3
  * @retval StatusBadIntraMode the mode needs a missing neighbour
- *
- * Checked in this order, before anything is written.
  * @{
  */
 KEL_API Status keliReconstructChromaIntra4x4MB422_H264_16s8u_P2R(

@@ -130,13 +130,11 @@ typedef struct DeblockingParams16u {
  * @param pParams the same for 16-bit samples, and the bit depth. Luma results are clipped to it; chroma
  *                results are means of samples and need no clipping
  *
- * The checks come in this order:
- *
+ * @retval StatusOk          done
  * @retval StatusNullPointer `pSrc` or `pDst`, or the record or a pointer in it, is null
  * @retval StatusBadStep     16-bit only: a step is below the width (luma) or below 8 (chroma)
- * @retval StatusBadArgument `dx` or `dy` lies outside its range
+ * @retval StatusBadArgument `dx` or `dy` is outside its range
  * @retval StatusBadSize     the size is none of those above
- * @retval StatusOk          done
  * @{
  */
 KEL_API Status keliInterpolateLuma_H264_8u_C1R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
@@ -183,7 +181,12 @@ KEL_API Status keliInterpolateChroma_H264_16u_C1R(const InterpolationParams16u* 
  * @param outPixels number of rows outside, see above
  * @param roiSize   size of the block, as for the interpolation above that this one is a form of
  * @param pParams   the same for 16-bit samples, and the bit depth
- * @return the statuses of the interpolation above, for the same faults in the same order
+ *
+ * @retval StatusOk          done
+ * @retval StatusNullPointer `pSrc` or `pDst`, or the record or a pointer in it, is null
+ * @retval StatusBadStep     16-bit only: a step is below the width (luma) or below 8 (chroma)
+ * @retval StatusBadArgument `dx` or `dy` is outside its range
+ * @retval StatusBadSize     the size is none of those of the interpolation above
  * @{
  */
 KEL_API Status keliInterpolateLumaTop_H264_8u_C1R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
@@ -231,11 +234,9 @@ KEL_API Status keliInterpolateChromaBottom_H264_16u_C1R(const InterpolationParam
  *                   is 0 or negative
  * @param fieldMode  0, 1 or 2
  *
- * The checks come in this order:
- *
+ * @retval StatusOk          done, or `expandPels` is below 1, whatever `fieldMode` is
  * @retval StatusNullPointer `pSrcDst` is null
  * @retval StatusBadSize     `height` is odd or below 2, or `width` is below 1
- * @retval StatusOk          `expandPels` is below 1, whatever `fieldMode` is; or done
  * @retval StatusBadArgument `fieldMode` is not 0, 1 or 2
  * @{
  */
@@ -260,11 +261,9 @@ KEL_API Status keliExpandPlane_H264_8u_C1R(uint8_t* pSrcDst, int32_t width, int3
  * @param dstStep  distance in bytes between rows of the result; not checked
  * @param pParams  the same for 16-bit samples; steps are not checked
  *
- * The checks come in this order:
- *
- * @retval StatusNullPointer `pSrc1`, `pSrc2` or `pDst`, or the record or a pointer in it, is null
- * @retval StatusBadSize     the width or the height lies outside 2..16
  * @retval StatusOk          done
+ * @retval StatusNullPointer `pSrc1`, `pSrc2` or `pDst`, or the record or a pointer in it, is null
+ * @retval StatusBadSize     the width or the height is outside 2..16
  * @{
  */
 KEL_API Status keliInterpolateBlock_H264_8u_P2P1R(const uint8_t* pSrc1, const uint8_t* pSrc2, uint8_t* pDst,
@@ -288,7 +287,7 @@ KEL_API Status keliBidir_H264_16u_P2P1R(const BidirParams16u* pParams) KEL_NOEXC
  * counts as 0.
  *
  * @param pSrcDst    top left sample of the prediction, which the result replaces
- * @param srcDstStep distance between rows in bytes (8-bit) or in samples (16-bit)
+ * @param srcDstStep distance between rows, in bytes (8-bit) or in samples (16-bit)
  * @param log2Wd     logWD, the binary logarithm of the weights' denominator
  * @param weight     weight
  * @param offset     offset, added as it is: for more than 8 bits the caller scales the transmitted one by
@@ -296,12 +295,10 @@ KEL_API Status keliBidir_H264_16u_P2P1R(const BidirParams16u* pParams) KEL_NOEXC
  * @param roiSize    size of the block: width and height 2, 4, 8 or 16 each
  * @param bitDepth   bit depth of the samples
  *
- * The checks come in this order:
- *
+ * @retval StatusOk          done
  * @retval StatusNullPointer `pSrcDst` is null
  * @retval StatusBadStep     the step is below the width, both as unsigned numbers
  * @retval StatusBadSize     the height or the width is none of those above
- * @retval StatusOk          done
  * @{
  */
 KEL_API Status keliUniDirWeightBlock_H264_8u_C1IR(uint8_t* pSrcDst, uint32_t srcDstStep, uint32_t log2Wd,
@@ -337,13 +334,11 @@ KEL_API Status keliUnidirWeight_H264_16u_IP2P1R(uint16_t* pSrcDst, uint32_t srcD
  * @param roiSize  size of the block: width and height 2, 4, 8 or 16 each
  * @param pParams  the blocks, their size and the bit depth for 16-bit samples
  *
- * The checks come in this order:
- *
+ * @retval StatusOk          done
  * @retval StatusNullPointer `pSrc1`, `pSrc2` or `pDst`, or the record or a pointer in it, is null
  * @retval StatusBadStep     a step is below the width: both as unsigned numbers for 8-bit samples, as signed
  *                           ones for 16-bit samples
  * @retval StatusBadSize     the height or the width is none of those above
- * @retval StatusOk          done
  * @{
  */
 KEL_API Status keliBiDirWeightBlock_H264_8u_P2P1R(const uint8_t* pSrc1, const uint8_t* pSrc2, uint8_t* pDst,
@@ -377,12 +372,10 @@ KEL_API Status keliBidirWeight_H264_16u_P2P1R(const BidirParams16u* pParams, int
  *                 8-bit samples, which does nothing if either is below 1
  * @param pParams  the blocks, their size and the bit depth for 16-bit samples
  *
- * The checks come in this order, of which the `P3P1R` form has the first only:
- *
- * @retval StatusNullPointer `pSrc1`, `pSrc2` or `pDst`, or the record or a pointer in it, is null
- * @retval StatusBadStep     a step is below the width
- * @retval StatusBadSize     the height or the width is none of those above
  * @retval StatusOk          done
+ * @retval StatusNullPointer `pSrc1`, `pSrc2` or `pDst`, or the record or a pointer in it, is null
+ * @retval StatusBadStep     a step is below the width; not checked by the `P3P1R` form
+ * @retval StatusBadSize     the height or the width is none of those above; not checked by the `P3P1R` form
  * @{
  */
 KEL_API Status keliBiDirWeightBlockImplicit_H264_8u_P2P1R(const uint8_t* pSrc1, const uint8_t* pSrc2,
@@ -414,12 +407,10 @@ KEL_API Status keliBidirWeightImplicit_H264_16u_P2P1R(const BidirParams16u* pPar
  * @param offset  offset of the result
  * @param roiSize size of the block: width and height 2, 4, 8 or 16 each
  *
- * The checks come in this order:
- *
+ * @retval StatusOk          done
  * @retval StatusNullPointer `pSrc1` or `pSrcDst` is null
  * @retval StatusBadStep     the step is below the width
  * @retval StatusBadSize     the height or the width is none of those above
- * @retval StatusOk          done
  * @{
  */
 KEL_API Status keliWeightedAverage_H264_8u_C1IR(const uint8_t* pSrc1, uint8_t* pSrcDst, int32_t step,
@@ -488,14 +479,12 @@ KEL_API Status keliWeightedAverage_H264_8u_C1IR(const uint8_t* pSrc1, uint8_t* p
  * @param pParams      the same for other samples: all that the 16-bit operations need; `MBAFF` reads only the
  *                     first alpha and beta
  *
- * The checks come in this order:
- *
+ * @retval StatusOk           done, or nothing to filter
  * @retval StatusNotSupported the two 4:2:2 `MBAFF` operations, which do not look at their argument
  * @retval StatusNullPointer  a pointer, or the record or a pointer in it, is null
  * @retval StatusBadStep      `srcDstStep` is below 1. It is not checked, and may be negative, by
  *                            keliFilterDeblockingChroma_HorEdge_H264_8u_C1IR(), by the `MBAFF` operations for
  *                            8 bits and by keliFilterDeblockingChromaVerEdgeMBAFF_H264_16u_IP1R()
- * @retval StatusOk           done, or nothing to filter
  * @{
  */
 KEL_API Status keliFilterDeblockingLuma_VerEdge_H264_8u_C1IR(uint8_t* pSrcDstPlane, int32_t srcDstStep,

@@ -75,11 +75,11 @@
  * @param pBitOffset  word cursor: next unread bit, 0..31
  * @param pValue      receives the low 16 bits of the value: reinterpret it as unsigned for a ue(v) that may
  *                    exceed 32767
- * @param isSigned    0 for ue(v), anything else for se(v)
+ * @param isSigned    0 for ue(v), not 0 for se(v)
  *
  * @retval StatusOk             read
  * @retval StatusNullPointer    a pointer, or the stream pointer, is null
- * @retval StatusBadArgument    `*pBitOffset` lies outside 0..31
+ * @retval StatusBadArgument    the bit offset is outside 0..31
  * @retval StatusBadHuffmanCode more than 31 leading zeros, which no code has: the cursor and `*pValue` are
  *                              unchanged
  */
@@ -87,7 +87,7 @@ KEL_API Status keliDecodeExpGolombOne_H264_1u16s(const uint32_t** ppBitStream, i
                                                  int16_t* pValue, uint8_t isSigned) KEL_NOEXCEPT;
 
 /**
- * @name Residual blocks of CAVLC
+ * @name Decoding a residual block of CAVLC
  *
  * Read one residual block (residual_block_cavlc, 7.3.5.3.2 and 9.2): coeff_token, the signs of the trailing
  * ones, the levels, total_zeros and run_before. A block with coefficients is stored at `*ppCoeffs`, zeros
@@ -126,25 +126,23 @@ KEL_API Status keliDecodeExpGolombOne_H264_1u16s(const uint32_t** ppBitStream, i
  * @param coeffTokenTable  table of coeff_token
  * @param totalZerosTables tables of total_zeros by TotalCoeff
  * @param runBeforeTables  tables of run_before by zerosLeft
- * @param scanOrder        raster index 0..15 for each of the 16 scan positions (8.5.6, zig-zag or field)
+ * @param scanOrder        raster index 0..15 for each of the 16 scan positions (8.5.6, zigzag or field)
  *
  * @retval StatusOk             the block is complete
- * @retval StatusNullPointer    a pointer, the stream pointer or the buffer pointer is null, or the table of
- *                              coeff_token is: nothing is written. Or a table of total_zeros or run_before
- *                              that the block needs is null: as for an invalid code of that table, except
- *                              that the cursor stands before the code
- * @retval StatusOutOfRange     `maxNumCoeff` is not 15 or 16, or else `nC` is negative; nothing is written
+ * @retval StatusNullPointer    a pointer, the stream pointer or the buffer pointer is null, or, after the
+ *                              check of the range, the table of coeff_token. Or a table of total_zeros or
+ *                              run_before that the block needs is null: as for a bad code of that table, but
+ *                              the cursor stands before the code
+ * @retval StatusOutOfRange     `maxNumCoeff` is not 15 or 16, or else `nC` is negative
  * @retval StatusBadHuffmanCode coeff_token is invalid, or tells of more coefficients than the block has:
- *                              nothing is written and the cursor stays. Or
- *                              - a level has a level_prefix above 31 (no stream needs more than 25),
- *                              - total_zeros is invalid or leaves the block,
- *                              - run_before is invalid or exceeds the zeros that are left:
+ *                              nothing is written and the cursor stays. Or another code is bad, see below
  *
- *                              `*pTotalCoeff` is set, the cursor stands behind the bits read of the code that
- *                              failed (an invalid one: all bits looked up but for those that the table's
- *                              entry gives back, one in a built table; level_prefix: 32 zeros), the block
- *                              at `*ppCoeffs` is zero but for the levels placed so far, and `*ppCoeffs`
- *                              stays
+ * @par Bad codes
+ * A level_prefix above 31 is bad (no stream needs more than 25), and so are a total_zeros that is invalid or
+ * leaves the block and a run_before that is invalid or exceeds the zeros that are left. Then `*pTotalCoeff`
+ * is set, the block at `*ppCoeffs` is zero but for the levels placed so far, `*ppCoeffs` stays, and the
+ * cursor stands behind the bits read of the code that failed: of an invalid one all bits looked up but for
+ * those that the table's entry gives back (one in a built table), of level_prefix 32 zeros.
  *
  * Within the fixed-length codes of nC >= 8, two that the standard does not assign are taken literally: where
  * TrailingOnes exceeds TotalCoeff, that many signs are read and the first TotalCoeff of them are used.
@@ -233,8 +231,6 @@ KEL_API Status keliDecodeCAVLCChroma422DcCoeffs_H264_1u32s(
  * @retval StatusBadStep         `srcDstStep` is below the width of the block
  * @retval StatusOutOfRange      `mode` is not in the table
  * @retval StatusBadIntraMode    the mode needs a missing neighbour (16x16 and chroma)
- *
- * Checked in this order; nothing is written if one fails.
  * @{
  */
 KEL_API Status keliPredictIntra_4x4_H264_8u_C1IR(uint8_t* pSrcDst, int32_t srcDstStep, uint32_t mode,
@@ -253,14 +249,14 @@ KEL_API Status keliPredictIntraChroma8x8_H264_8u_C1IR(uint8_t* pSrcDst, int32_t 
  *
  * | operation                                            | macroblock            | scaling     |
  * |------------------------------------------------------|-----------------------|-------------|
- * | keliReconstructLumaIntraMB_H264_16s8u_C1R            | Intra_4x4             | default     |
- * | keliReconstructLumaIntraHalfMB_H264_16s8u_C1R        | Intra_4x4, one half   | default     |
- * | keliReconstructLumaIntra4x4MB_H264_16s8u_C1R         | Intra_4x4             | level-scale |
- * | keliReconstructLumaIntraHalf4x4MB_H264_16s8u_C1R     | Intra_4x4, one half   | level-scale |
- * | keliReconstructLumaIntra8x8MB_H264_16s8u_C1R         | Intra_8x8             | level-scale |
- * | keliReconstructLumaIntraHalf8x8MB_H264_16s8u_C1R     | Intra_8x8, one half   | level-scale |
- * | keliReconstructLumaIntra16x16MB_H264_16s8u_C1R       | Intra_16x16           | default     |
- * | keliReconstructLumaIntra_16x16MB_H264_16s8u_C1R      | Intra_16x16           | level-scale |
+ * | keliReconstructLumaIntraMB_H264_16s8u_C1R()          | Intra_4x4             | default     |
+ * | keliReconstructLumaIntraHalfMB_H264_16s8u_C1R()      | Intra_4x4, one half   | default     |
+ * | keliReconstructLumaIntra4x4MB_H264_16s8u_C1R()       | Intra_4x4             | level-scale |
+ * | keliReconstructLumaIntraHalf4x4MB_H264_16s8u_C1R()   | Intra_4x4, one half   | level-scale |
+ * | keliReconstructLumaIntra8x8MB_H264_16s8u_C1R()       | Intra_8x8             | level-scale |
+ * | keliReconstructLumaIntraHalf8x8MB_H264_16s8u_C1R()   | Intra_8x8, one half   | level-scale |
+ * | keliReconstructLumaIntra16x16MB_H264_16s8u_C1R()     | Intra_16x16           | default     |
+ * | keliReconstructLumaIntra_16x16MB_H264_16s8u_C1R()    | Intra_16x16           | level-scale |
  *
  * The default scaling is that of flat scaling lists, of all profiles without scaling matrices. The forms with
  * level-scale tables, of the High profiles, compute with LevelScale of the caller and know the lossless
@@ -321,11 +317,10 @@ KEL_API Status keliPredictIntraChroma8x8_H264_8u_C1IR(uint8_t* pSrcDst, int32_t 
  * @retval StatusNullPointer     a pointer or `*ppSrcCoeff` is null
  * @retval StatusBadStep         `srcDstStep` is below 1; not checked by
  *                               keliReconstructLumaIntra16x16MB_H264_16s8u_C1R()
- * @retval StatusOutOfRange      QP is outside 0..51, or else a mode is above 8 (Intra_16x16: above 3)
+ * @retval StatusOutOfRange      QP is outside 0..51, or else a mode is above 8 (Intra_16x16: above 3). The
+ *                               modes of 4x4 and 8x8 blocks are checked when their turn comes: the blocks
+ *                               before a wrong one are reconstructed
  * @retval StatusBadIntraMode    the mode of Intra_16x16 needs a missing neighbour
- *
- * Checked in this order, before anything is written; only the modes of 4x4 and 8x8 blocks are checked when
- * their turn comes, so that the blocks before a wrong one are reconstructed.
  * @{
  */
 KEL_API Status keliReconstructLumaIntraMB_H264_16s8u_C1R(int16_t** ppSrcCoeff, uint8_t* pSrcDst,
@@ -379,7 +374,8 @@ KEL_API Status keliReconstructLumaIntra_16x16MB_H264_16s8u_C1R(int16_t** ppSrcCo
  * The forms for halves are for macroblocks whose halves have different neighbours at the left: the upper four
  * rows are predicted with the left availability of `edgeFlagsUpper`, the lower four with that of
  * `edgeFlagsLower`; for the top the flags of the upper half count. Only DC prediction is possible there.
- * keliReconstructChromaIntraHalvesMB_H264_16s8u_P2R() is another name of HalfsMB.
+ * keliReconstructChromaIntraHalvesMB_H264_16s8u_P2R() is another name of
+ * keliReconstructChromaIntraHalfsMB_H264_16s8u_P2R().
  *
  * @param ppSrcCoeff     packed coefficients; moved behind those of the macroblock, but left as they are with
  *                       any error
@@ -402,12 +398,10 @@ KEL_API Status keliReconstructLumaIntra_16x16MB_H264_16s8u_C1R(int16_t** ppSrcCo
  * @retval StatusOk           reconstructed
  * @retval StatusNullPointer  a pointer or `*ppSrcCoeff` is null
  * @retval StatusBadStep      `srcDstStep` is 0 (Halfs4x4MB, Halves4x4MB: below 1)
- * @retval StatusOutOfRange   a quantiser is outside 0..39 (HalfsMB: 0..51), or else the mode is above 3 (but
- *                            not for halves)
+ * @retval StatusOutOfRange   a quantiser is outside 0..39, or else the mode is above 3 (but not for halves).
+ *                            HalfsMB and HalvesMB refuse quantisers of 40..51 last, when the prediction is
+ *                            written
  * @retval StatusBadIntraMode the mode needs a missing neighbour; for halves: the mode is not DC
- *
- * Checked in this order, before anything is written. HalfsMB with a quantiser of 40..51 predicts, then
- * returns StatusOutOfRange without a residual.
  * @{
  */
 KEL_API Status keliReconstructChromaIntraMB_H264_16s8u_P2R(int16_t** ppSrcCoeff, uint8_t* pSrcDstCb,
@@ -472,8 +466,6 @@ KEL_API Status keliReconstructChromaIntraHalves4x4MB_H264_16s8u_P2R(int16_t** pp
  * @retval StatusNullPointer a pointer or `*ppSrcCoeff` is null
  * @retval StatusBadStep     `srcDstStep` is 0; not checked by keliReconstructLumaInterMB_H264_16s8u_C1R()
  * @retval StatusOutOfRange  a quantiser is outside its range
- *
- * Checked in this order; nothing is written if one fails.
  * @{
  */
 KEL_API Status keliReconstructLumaInterMB_H264_16s8u_C1R(int16_t** ppSrcCoeff, uint8_t* pSrcDst,

@@ -65,15 +65,14 @@ KEL_API Status keliTransformDequantChromaDC_H264_16s_C1I(int16_t* pSrcDst, int32
  * @retval StatusNullPointer `pSrcDst` is null
  * @retval StatusBadStep     `srcDstStep` is below 8
  * @retval StatusOutOfRange  QP is outside 0..51
- *
- * Checked in this order.
  */
 KEL_API Status keliDequantTransformResidual_H264_16s_C1I(int16_t* pSrcDst, int32_t srcDstStep,
                                                          const int16_t* pDC, int32_t hasAC,
                                                          int32_t QP) KEL_NOEXCEPT;
 
 /**
- * The same with the residual added to the prediction and clipped to 0..255.
+ * Does what keliDequantTransformResidual_H264_16s_C1I() does, adds the residual to the prediction and clips
+ * the sums to 0..255.
  *
  * @param pPred    top left predicted sample of the 4x4 block
  * @param pCoeffs  16 coefficients, without gaps; the residual replaces them if `hasAC` is not 0. May be null
@@ -89,8 +88,6 @@ KEL_API Status keliDequantTransformResidual_H264_16s_C1I(int16_t* pSrcDst, int32
  * @retval StatusOk          done
  * @retval StatusNullPointer `pPred`, `pDst`, or both `pCoeffs` and `pDC` are null
  * @retval StatusOutOfRange  QP is outside 0..51
- *
- * Checked in this order.
  */
 KEL_API Status keliDequantTransformResidualAndAdd_H264_16s_C1I(const uint8_t* pPred, int16_t* pCoeffs,
                                                                const int16_t* pDC, uint8_t* pDst,
@@ -141,8 +138,6 @@ KEL_API Status keliDequantTransformResidualAndAdd_H264_16s_C1I(const uint8_t* pP
  * @retval StatusNullPointer a pointer other than `pDC` is null
  * @retval StatusBadStep     `srcStep` is below 1
  * @retval StatusOutOfRange  QP or QS is outside 0..51
- *
- * Checked in this order; nothing is written if one fails.
  * @{
  */
 KEL_API Status keliTransformPrediction_H264_8u16s_C1(const uint8_t* pSrc, int32_t srcStep,
@@ -166,8 +161,6 @@ KEL_API Status keliTransformDequantChromaDC_SISP_H264_16s_C1I(int16_t* pSrcDst, 
  * @retval StatusOk           done
  * @retval StatusNullPointer  a pointer is null
  * @retval StatusBadQuantizer `qpPer` is outside 0..8
- *
- * Checked in this order.
  */
 KEL_API Status keliQuantLuma8x8Inv_H264_16s_C1I(int16_t* pSrcDst, int32_t qpPer,
                                                 const int16_t* pDequantScale) KEL_NOEXCEPT;
@@ -205,8 +198,6 @@ KEL_API Status keliTransformLuma8x8InvAddPred_H264_16s8u_C1R(const uint8_t* pPre
  * @retval StatusNullPointer  a pointer is null
  * @retval StatusBadQuantizer `qpRem` is outside 0..5
  * @retval StatusDivideByZero a weight is 0
- *
- * Checked in this order; nothing is written if one fails.
  */
 KEL_API Status keliGenScaleLevel8x8_H264_8u16s_D2(const uint8_t* pScalingMatrix, int32_t matrixStep,
                                                   int16_t* pDequantScale, int16_t* pQuantScale,

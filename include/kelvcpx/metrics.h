@@ -5,23 +5,15 @@
  *
  * @par Samples
  * Blocks of 8-bit samples, in a few operations of signed 16-bit elements. Rows are a step in bytes apart,
- * which is not checked and may be negative; 16-bit elements are at addresses of their type, samples anywhere.
- * No block is modified but those that are results.
+ * which is not checked and may be negative. 16-bit elements must be aligned for their type; samples need no
+ * alignment. No block is modified but those that are results.
  *
  * @par Half-sample positions
- * A reference block may lie half a sample to the right or down, or both. `mcType` says so: bit 3 (8) half a
- * sample to the right, bit 2 (4) half a sample down; other bits are ignored. With a the sample itself, b its
- * right neighbour, c the one below, d the one below b, and r the rounding control, the prediction is
- *
- * | `mcType` | position   | prediction                  | the reference is read in            |
- * |----------|------------|-----------------------------|-------------------------------------|
- * | 0        | full       | a                           | the block                           |
- * | 4        | vertical   | (a + c + 1 - r) >> 1        | and one more row                    |
- * | 8        | horizontal | (a + b + 1 - r) >> 1        | and one more column                 |
- * | 12       | both       | (a + b + c + d + 2 - r) >> 2| and one more row and column         |
- *
- * (ISO/IEC 13818-2 7.6.4, ITU-T H.263 6.1.2). The metrics use r = 0. With two references, the forward and the
- * backward one, the prediction is the average (pF + pB + 1) >> 1 of their predictions.
+ * A reference block may lie half a sample to the right or down, or both. `mcType` says so, and the prediction
+ * is that of block.h, where the table at the top gives both: bit 3 (8) half a sample to the right, bit 2 (4)
+ * half a sample down; other bits are ignored. The metrics have no argument for the rounding control: it is 0.
+ * With two references, the forward and the backward one, the prediction is the average (pF + pB + 1) >> 1 of
+ * their predictions.
  */
 #ifndef KELVCPX_METRICS_H
 #define KELVCPX_METRICS_H
@@ -31,9 +23,9 @@
 /**
  * @name Prediction differences
  *
- * The difference between the current block and its prediction from one reference or two
- * (`B`): what an encoder transforms and what the decoder adds to the same prediction (block.h). The size of
- * the block is in the name.
+ * The difference between the current block and its prediction from one reference or two (`B`): what an
+ * encoder transforms and what the decoder adds to the same prediction (block.h). The size of the block is in
+ * the name.
  *
  * @param pSrcCur          top left sample of the current block
  * @param srcCurStep       distance in bytes between its rows

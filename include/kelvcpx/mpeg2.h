@@ -50,7 +50,7 @@
  *
  * @retval StatusOk          the table is built
  * @retval StatusNullPointer `pCodeList` or `ppTable` is null
- * @retval StatusOutOfRange  the number of levels lies outside 1..32 or a level width outside 1..31, a code
+ * @retval StatusOutOfRange  the number of levels is outside 1..32 or a level width outside 1..31, a code
  *                           that is not skipped is longer than 32 bits, or the table would have more than
  *                           2^24 entries; `*ppTable` is unchanged
  * @retval StatusOutOfMemory an allocation failed; `*ppTable` is null
@@ -76,7 +76,7 @@ KEL_API Status keliHuffmanTableFree_32s(int32_t* pTable) KEL_NOEXCEPT;
 /**
  * Decodes one code with a value table.
  *
- * @param ppBitStream   word cursor: current word; advanced past the code
+ * @param ppBitStream   word cursor (see core.h): current word; advanced past the code
  * @param pBitOffset    word cursor: next unread bit, 0..31
  * @param pDecodedValue receives the value
  * @param pTable        table of keliHuffmanTableInitAlloc_32s()
@@ -92,7 +92,7 @@ KEL_API Status keliDecodeHuffmanOne_1u32s(const uint32_t** ppBitStream, int32_t*
 /**
  * Decodes one code with a run-level table.
  *
- * @param ppBitStream word cursor: current word; advanced past the code
+ * @param ppBitStream word cursor (see core.h): current word; advanced past the code
  * @param pBitOffset  word cursor: next unread bit, 0..31
  * @param pTable      table of keliHuffmanRunLevelTableInitAlloc_32s()
  * @param pFirst      receives the first value, the run
@@ -107,7 +107,7 @@ KEL_API Status keliDecodeHuffmanPair_1u16s(const uint32_t** ppBitStream, int32_t
                                            int16_t* pSecond) KEL_NOEXCEPT;
 
 /**
- * @name Reconstructing a DCT block from the stream
+ * @name Reconstructing a block of coefficients from the stream
  *
  * Decode the coefficients of one 8x8 block up to and with its end-of-block code (ISO/IEC 11172-2 2.4.2.8 and
  * ISO/IEC 13818-2 7.2.1, 7.2.2), and dequantise them (11172-2 2.4.4, 13818-2 7.4). With level L, scale Q =
@@ -134,7 +134,7 @@ KEL_API Status keliDecodeHuffmanPair_1u16s(const uint32_t** ppBitStream, int32_t
  * predictor is replaced by it and `pDst[0]` gets it, in MPEG-2 shifted left by `dcShift`, each kept to 16
  * bits.
  *
- * @param ppBitStream  word cursor: current word; advanced past the block
+ * @param ppBitStream  word cursor (see core.h): current word; advanced past the block
  * @param pBitOffset   word cursor: next unread bit, 0..31
  * @param pFirstTable  run-level table for the first coefficient of a non-intra block, used unless the next
  *                     bit is 1, which is run 0, level +1 or -1 by the bit after it (1: negative)
@@ -144,7 +144,7 @@ KEL_API Status keliDecodeHuffmanPair_1u16s(const uint32_t** ppBitStream, int32_t
  * @param pDCSizeTable value table of dct_dc_size (13818-2 tables B.12, B.13), values 0..31
  * @param pScan        64 entries, the block index 0..63 for each scan position; the transposed scan if the
  *                     block goes to keliDCT8x8Inv_AANTransposed_16s_C1R() and its kin
- * @param QP           quantiser scale as a multiplier (quantiser_scale of 13818-2 table 7-6)
+ * @param QP           quantiser scale as a multiplier, 1..112 (quantiser_scale of 13818-2 table 7-6)
  * @param pQMatrix     64 weights by block index, transposed like the scan; the MPEG-2 non-intra operation
  *                     takes null for the flat matrix of 16
  * @param pDCPred      DC predictor of the component: in units of the reconstructed DC for MPEG-1, in the
@@ -158,8 +158,7 @@ KEL_API Status keliDecodeHuffmanPair_1u16s(const uint32_t** ppBitStream, int32_t
  *                     one coefficient
  *
  * @retval StatusOk             the block is complete
- * @retval StatusNullPointer    a pointer other than the optional matrix, or the stream pointer, is null;
- *                              nothing is written
+ * @retval StatusNullPointer    a pointer other than the optional matrix, or the stream pointer, is null
  * @retval StatusBadHuffmanCode an invalid code, or a coefficient beyond scan position 63: the cursor stays
  *                              where decoding stopped (behind the bits of the invalid code that were looked
  *                              at), `pDst` holds the coefficients so far, the predictor is updated if the DC
@@ -195,7 +194,7 @@ KEL_API Status keliReconstructDCTBlockIntra_MPEG2_32s(const uint32_t** ppBitStre
  * and counts it in the sum of mismatch control.
  *
  * @param pSrcDst  64 levels, replaced by coefficients
- * @param QP       quantiser scale as a multiplier
+ * @param QP       quantiser scale as a multiplier, 1..112
  * @param pQMatrix 64 weights in the order of the block; keliQuantInv_MPEG2_16s_C1I() takes null for the flat
  *                 matrix of 16
  *

@@ -14,11 +14,11 @@
 #include <kelvcpx/types.h>
 
 /**
- * @name Scanning
+ * @name Scanning a block
  *
  * Reorder the 64 coefficients of a block between raster order (8 * row + column) and the order of a scan
  * (7.3). `scanType` is 1 for the alternate scan (alternate-vertical in ISO/IEC 14496-2), 2 for its transpose
- * (alternate-horizontal), and anything else for the zigzag scan.
+ * (alternate-horizontal), and not 0 for the zigzag scan.
  *
  * keliScanFwd_16s_C1() stops when it has met `countNonZero` coefficients that are not zero; those behind
  * count as zero. From 20 on the whole block is reordered, whatever it holds. keliScanInv_16s_C1() ignores
@@ -34,8 +34,6 @@
  * @retval StatusOk          done
  * @retval StatusNullPointer `pSrc` or `pDst` is null
  * @retval StatusOutOfRange  `countNonZero` is outside 1..64, or `lastIndex` outside 0..63
- *
- * Checked in this order, before anything is written.
  * @{
  */
 KEL_API Status keliScanFwd_16s_C1(const int16_t* pSrc, int16_t* pDst, int32_t countNonZero,
@@ -45,7 +43,7 @@ KEL_API Status keliScanInv_16s_C1(const int16_t* pSrc, int16_t* pDst, int32_t la
 /** @} */
 
 /**
- * @name Quantisation
+ * @name Quantising a block of coefficients in place
  *
  * Quantise the 64 coefficients of a block in place, in single precision, truncating towards zero:
  *
@@ -66,8 +64,6 @@ KEL_API Status keliScanInv_16s_C1(const int16_t* pSrc, int16_t* pDst, int32_t la
  * @retval StatusOk           done
  * @retval StatusNullPointer  `pSrcDst` or `pCount` is null
  * @retval StatusDivideByZero `QP` is 0
- *
- * Checked in this order, before anything is written.
  * @{
  */
 KEL_API Status keliQuantIntra_MPEG2_16s_C1I(int16_t* pSrcDst, int32_t QP, const float* pQMatrixInv,
@@ -105,7 +101,7 @@ KEL_API Status keliQuant_MPEG2_16s_C1I(int16_t* pSrcDst, int32_t QP, const float
 KEL_API Status keliCreateRLEncodeTable(const int32_t* pCodeList, int32_t** ppTable) KEL_NOEXCEPT;
 
 /**
- * @name Writing blocks
+ * @name Encoding a block of levels
  *
  * Write the quantised levels of one block at a word cursor in its writer form (see core.h): the runs and
  * levels in the order of the scan, each by its code or, if the table has none, by the escape code 000001, 6
@@ -117,8 +113,8 @@ KEL_API Status keliCreateRLEncodeTable(const int32_t* pCodeList, int32_t** ppTab
  *
  * At most the coefficient at scan position 63 is the last: a `count` larger than the block has ends there.
  *
- * @param ppBitStream  writer's cursor: current word
- * @param pBitOffset   writer's cursor: number of free bits in it, 1..32
+ * @param ppBitStream  word cursor (see core.h): current word; advanced past the block
+ * @param pBitOffset   word cursor of a writer: free bits of it, 1..32
  * @param pSrcBlock    64 levels
  * @param pDCPred      prediction of the DC; receives the DC of this block
  * @param pDCSizeTable pairs of (code, length) by dct_dc_size, as many as the differences need: 12 for DCs of
@@ -131,7 +127,7 @@ KEL_API Status keliCreateRLEncodeTable(const int32_t* pCodeList, int32_t** ppTab
  *                     (non-intra)
  *
  * @retval StatusOk          written
- * @retval StatusNullPointer a pointer, or the stream pointer, is null; nothing is written
+ * @retval StatusNullPointer a pointer, or the stream pointer, is null
  * @{
  */
 KEL_API Status keliPutIntraBlock(uint32_t** ppBitStream, int32_t* pBitOffset, const int16_t* pSrcBlock,

@@ -7,10 +7,9 @@
  * 64 consecutive 16-bit values, in raster order: the coefficient with vertical frequency v and horizontal
  * frequency u stands at index 8 * v + u. The inverse DCT of block.h wants the transpose.
  *
- * @par Stream positions
+ * @par Streams
  * All operations on a stream take a byte cursor (see core.h). A block of damaged data ends at the latest at
- * the first invalid code. No code is all zeros, so 8 zero bytes behind the data keep every read of a block
- * that begins within the data inside the buffer.
+ * the first invalid code.
  */
 #ifndef KELVCPX_MPEG4_H
 #define KELVCPX_MPEG4_H
@@ -28,7 +27,7 @@ typedef struct QuantInvSpec QuantInvSpec;
 typedef struct QuantSpec QuantSpec;
 
 /**
- * @name Specification records of the quantisers
+ * @name Records of the quantisers
  *
  * The caller allocates a buffer of the size that GetSize reports, at any address, and passes it wherever a
  * record is wanted: to Init first, then to the quantisers. There are four kinds of records, for intra and
@@ -41,12 +40,13 @@ typedef struct QuantSpec QuantSpec;
  * @param pQuantMatrix 64 weights 1..255 in raster order, or null
  * @param pSpec        buffer to place the record in
  * @param bitsPerPixel bits of a sample (bits_per_pixel, or 8 unless not_8_bit is set), 4..12. The forward
- *                     operations take any value here; their quantisers refuse the record if it is not 4..12.
+ *                     operations take any value here; their quantisers refuse the record if it is
+ *                     outside 4..12.
  *
  * @retval StatusOk           the size is reported, or the record is ready
  * @retval StatusNullPointer  `pSpecSize` or `pSpec` is null
- * @retval StatusOutOfRange   `bitsPerPixel` is not 4..12 (inverse Init)
- * @retval StatusBadQuantizer a weight is 0; nothing is written
+ * @retval StatusOutOfRange   `bitsPerPixel` is outside 4..12 (inverse Init)
+ * @retval StatusBadQuantizer a weight is 0
  * @{
  */
 KEL_API Status keliQuantInvIntraGetSize_MPEG4(int32_t* pSpecSize) KEL_NOEXCEPT;
@@ -93,7 +93,7 @@ KEL_API Status keliQuantInterInit_MPEG4(const uint8_t* pQuantMatrix, QuantSpec* 
  * @retval StatusOk           done
  * @retval StatusNullPointer  `pSrcDst` or `pSpec` is null
  * @retval StatusBadContext   the record is not an inverse one of the right kind
- * @retval StatusBadQuantizer `QP` is out of range
+ * @retval StatusBadQuantizer `QP` is outside its range
  * @{
  */
 KEL_API Status keliQuantInvIntra_MPEG4_16s_C1I(int16_t* pSrcDst, int32_t indxLastNonZero,
@@ -128,7 +128,7 @@ KEL_API Status keliQuantInvInter_MPEG4_16s_C1I(int16_t* pSrcDst, int32_t indxLas
  * @retval StatusOk           done
  * @retval StatusNullPointer  a pointer is null
  * @retval StatusBadContext   the record is not a forward one of the right kind
- * @retval StatusBadQuantizer `QP` is out of range, or the record's depth is not 4..12
+ * @retval StatusBadQuantizer `QP` is outside its range, or the record's depth is outside 4..12
  * @{
  */
 KEL_API Status keliQuantIntra_MPEG4_16s_C1I(int16_t* pSrcDst, const QuantSpec* pSpec, int32_t QP,
@@ -141,14 +141,14 @@ KEL_API Status keliQuantInter_MPEG4_16s_C1I(int16_t* pSrcDst, const QuantSpec* p
  * Decodes dct_dc_size, dct_dc_differential and the marker bit behind differences of more than 8 bits (ISO/IEC
  * 14496-2 6.2.8, tables B-13 and B-14). The caller adds the prediction.
  *
- * @param ppBitStream byte cursor: current byte; advanced past the difference
- * @param pBitOffset  byte cursor: consumed bits of it, 0..7
+ * @param ppBitStream byte cursor (see core.h): current byte; advanced past the difference
+ * @param pBitOffset  byte cursor: used bits of it, 0..7
  * @param pDC         receives the difference, -4095..4095
  * @param blockType   0 luminance, other values chrominance
  *
  * @retval StatusOk           decoded
  * @retval StatusNullPointer  a pointer, or the stream pointer, is null
- * @retval StatusBadBitOffset `*pBitOffset` is not 0..7
+ * @retval StatusBadBitOffset the bit offset is outside 0..7
  * @retval StatusBadVlcCode   no code matches, or the marker bit is missing: the cursor has not moved; in the
  *                            latter case the difference is stored
  */
@@ -156,7 +156,7 @@ KEL_API Status keliDecodeDCIntra_MPEG4_1u16s(const uint8_t** ppBitStream, int32_
                                              int32_t blockType) KEL_NOEXCEPT;
 
 /**
- * @name Decoding the coefficients of a block
+ * @name Decoding a block of levels or coefficients
  *
  * Decode the events (last, run, level) of a block up to the last one (ISO/IEC 14496-2 7.4.1) into a block
  * that is cleared before. Intra blocks have the codes of table B-16, inter blocks those of table B-17, both
@@ -178,8 +178,8 @@ KEL_API Status keliDecodeDCIntra_MPEG4_1u16s(const uint8_t** ppBitStream, int32_
  * keliReconstructCoeffsInter_MPEG4_1u16s() dequantises an inter block as keliQuantInvInter_MPEG4_16s_C1I()
  * does, in the same pass unless the codes are reversible.
  *
- * @param ppBitStream      byte cursor: current byte; advanced past the block
- * @param pBitOffset       byte cursor: consumed bits of it, 0..7
+ * @param ppBitStream      byte cursor (see core.h): current byte; advanced past the block
+ * @param pBitOffset       byte cursor: used bits of it, 0..7
  * @param pCoef            64 levels or coefficients, all written. An intra block with `useIntraDCVlc` keeps
  *                         `pCoef[0]`.
  * @param pIndxLastNonZero receives the scan position of the last level
@@ -191,10 +191,10 @@ KEL_API Status keliDecodeDCIntra_MPEG4_1u16s(const uint8_t** ppBitStream, int32_
  * @param QP               quantiser_scale, 1..2^(b - 3) - 1 for b bits a sample
  *
  * @retval StatusOk           decoded
- * @retval StatusNullPointer  a pointer, or the stream pointer, is null; nothing is written
- * @retval StatusBadBitOffset `*pBitOffset` is not 0..7; nothing is written
+ * @retval StatusNullPointer  a pointer, or the stream pointer, is null
+ * @retval StatusBadBitOffset the bit offset is outside 0..7
  * @retval StatusBadContext   the record is not an inverse one for inter blocks
- * @retval StatusBadQuantizer `QP` is out of range
+ * @retval StatusBadQuantizer `QP` is outside its range
  * @retval StatusBadVlcCode   an invalid code, a missing marker bit, or a level beyond scan position 63: the
  *                            cursor has not moved, `pCoef` holds the levels (or coefficients) so far and
  *                            `*pIndxLastNonZero` the position that was reached, above 63 in the last case
@@ -229,7 +229,7 @@ KEL_API Status keliReconstructCoeffsInter_MPEG4_1u16s(const uint8_t** ppBitStrea
  * The levels are left in scan order, as the scan of an intra block may not be known yet: the level with scan
  * position p is at index p.
  *
- * @param ppBitStream      byte cursor: current byte; moved back to the beginning of the block
+ * @param ppBitStream      byte cursor (see core.h): current byte; moved back to the beginning of the block
  * @param pBitOffset       byte cursor: bits of it, 0..7, in front of the cursor
  * @param pCoef            64 levels in scan order, all written. An intra block with `useIntraDCVlc` keeps
  *                         `pCoef[0]`.
@@ -238,8 +238,8 @@ KEL_API Status keliReconstructCoeffsInter_MPEG4_1u16s(const uint8_t** ppBitStrea
  * position 1 or later; 0 if it is coded like the others
  *
  * @retval StatusOk           decoded
- * @retval StatusNullPointer  a pointer, or the stream pointer, is null; nothing is written
- * @retval StatusBadBitOffset `*pBitOffset` is not 0..7; nothing is written
+ * @retval StatusNullPointer  a pointer, or the stream pointer, is null
+ * @retval StatusBadBitOffset the bit offset is outside 0..7
  * @retval StatusBadVlcCode   an invalid code or escape, a block that does not end with a last level, or runs
  *                            and levels that take more places than the block has: the cursor has not moved,
  *                            `pCoef` holds the levels so far, counted down from index 63, and
@@ -255,7 +255,7 @@ KEL_API Status keliDecodeCoeffsInterRVLCBack_MPEG4_1u16s(const uint8_t** ppBitSt
 /** @} */
 
 /**
- * @name Encoding
+ * @name Encoding a block of levels
  *
  * Write what the operations above decode. keliEncodeDCIntra_MPEG4_16s1u() writes a DC difference with its
  * size and, above 8 bits, its marker bit. The others write the levels of a block: each by its own code or, if
@@ -265,8 +265,8 @@ KEL_API Status keliDecodeCoeffsInterRVLCBack_MPEG4_1u16s(const uint8_t** ppBitSt
  * @param dc            difference, -4095..4095; not checked
  * @param pCoef         64 levels in raster order, -2047..2047, not checked. Of an intra block with
  *                      `useIntraDCVlc` the first one is not written.
- * @param ppBitStream   byte cursor: current byte; advanced past what is written
- * @param pBitOffset    byte cursor: written bits of it, 0..7
+ * @param ppBitStream   byte cursor (see core.h): current byte; advanced past what is written
+ * @param pBitOffset    byte cursor: used bits of it, 0..7
  * @param blockType     1 chrominance, other values luminance
  * @param countNonZero  how many levels other than 0 to write, at least 1 and at most 64, or 63 with
  *                      `useIntraDCVlc`. The last of them ends the block; levels behind it are left out. If
@@ -278,8 +278,8 @@ KEL_API Status keliDecodeCoeffsInterRVLCBack_MPEG4_1u16s(const uint8_t** ppBitSt
  *
  * @retval StatusOk           written
  * @retval StatusNullPointer  a pointer, or the stream pointer, is null
- * @retval StatusBadBitOffset `*pBitOffset` is not 0..7
- * @retval StatusOutOfRange   `countNonZero` is out of range
+ * @retval StatusBadBitOffset the bit offset is outside 0..7
+ * @retval StatusOutOfRange   `countNonZero` is outside its range
  * @{
  */
 KEL_API Status keliEncodeDCIntra_MPEG4_16s1u(int16_t dc, uint8_t** ppBitStream, int32_t* pBitOffset,

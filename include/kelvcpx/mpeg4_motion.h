@@ -132,8 +132,8 @@ typedef struct WarpSpec WarpSpec;
  * `keliWarpGetSize_MPEG4` gives the size of the buffer, `keliWarpInit_MPEG4` derives the mapping and keeps it
  * in the buffer. Coordinates, sizes and displacements are to be within -32768..32767.
  *
- * @param pSpecSize        where to write the size of the buffer: 276 bytes, at any address
- * @param pSpec            the buffer, cast to the type of the record
+ * @param pSpecSize        receives the size of the buffer in bytes: 276
+ * @param pSpec            the buffer, at any address, cast to the type of the record
  * @param pDU              horizontal displacement of each point in half samples: that of the first corner,
  *                         then what the second and the third are displaced more than the first, then what the
  *                         fourth is displaced more than these together (du of the standard's
@@ -152,7 +152,7 @@ typedef struct WarpSpec WarpSpec;
  *
  * @retval StatusOk          done
  * @retval StatusNullPointer `pSpecSize`, `pSpec`, `pSpriteRect` or `pVopRect` is null; after the other
- * checks, `pDU` or `pDV` is null and there is a point. The buffer is left as it is.
+ *                           checks, `pDU` or `pDV` is null and there is a point. The buffer is left as it is.
  * @retval StatusOutOfRange  `numWarpingPoints` is outside 0..4, or 4 and `spriteType` is not 1;
  *                           `warpingAccuracy` is outside 0..3 or `fcode` outside 1..7
  * @retval StatusBadSize     the width or the height of a rectangle is below 1
@@ -220,7 +220,7 @@ KEL_API Status keliWarpChroma_MPEG4_8u_P2R(const uint8_t* pSrcCb, int32_t srcSte
  *
  * @param x     left column of the macroblock in the picture
  * @param y     its upper row
- * @param pMV   where to write the vector, in the units that `quarterSample` of the warping says
+ * @param pMV   receives the vector, in the units that `quarterSample` of the warping says
  * @param pSpec the warping
  *
  * @retval StatusOk          done

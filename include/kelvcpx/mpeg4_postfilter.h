@@ -67,7 +67,7 @@ KEL_API Status keliFilterDeblocking8x8VerEdge_MPEG4_8u_C1IR(uint8_t* pSrcDst, in
  * @param srcCbStep   distance in bytes between rows of Cb; not checked
  * @param pSrcCr      top left Cr sample; 8x8 samples are read
  * @param srcCrStep   distance in bytes between rows of Cr; not checked
- * @param pThresholds where to write the six thresholds: of the luma blocks top left, top right, bottom left
+ * @param pThresholds receives the six thresholds: of the luma blocks top left, top right, bottom left
  *                    and bottom right, of Cb, of Cr
  *
  * @retval StatusOk          done

@@ -4,13 +4,16 @@
  *
  * @par Calling conventions
  * Every operation is a stateless C function over buffers of the caller. It checks its arguments before it
- * reads or writes anything: first the pointers in parameter order (::StatusNullPointer; a stream pointer
- * behind a pointer-to-pointer is tested too), then sizes, steps, bit offsets, counts and modes, in the order
- * that the operation documents. The first failing check is returned and nothing has been written. What an
- * operation does not list as checked is a guarantee of the caller. Unless stated otherwise a row step is the
- * distance in bytes between the starts of two consecutive rows, for 16-bit elements too; it may be negative
- * where it is not checked. Any operation may run on any number of threads at once as long as the written
- * buffers do not overlap.
+ * reads or writes anything: pointers first (::StatusNullPointer; the stream pointer behind a
+ * pointer-to-pointer is tested too), then numbers. The errors of an operation are listed in the order of its
+ * checks: the first that fails is returned, and nothing has been written, unless the error says otherwise.
+ * What is not listed is not checked, but a guarantee of the caller. The results of operations that write
+ * through several pointers must not overlap, nor overlap what is read, unless the operation allows it.
+ *
+ * Unless stated otherwise a row step is the distance in bytes between the starts of two consecutive rows, for
+ * 16-bit coefficients and residuals too; of samples with more than 8 bits it counts samples. It may be
+ * negative where it is not checked. Any operation may run on any number of threads at once as long as the
+ * written buffers do not overlap.
  *
  * @par Names
  * `keli` marks operations on blocks and images, `kels` on one-dimensional arrays, `kelvc` services of the
@@ -83,7 +86,7 @@ enum StatusCode
         -74, /**< the bits at a word cursor match no code, or a run-level walk left the block */
     StatusBadIntraMode = -117, /**< an H.264 intra mode needs a missing neighbour or is not allowed here */
     StatusBadVlcCode = -191, /**< a byte-stream code that the standard forbids or that overflows the block */
-    StatusBadQuantizer = -192, /**< a quantiser parameter out of range, or a zero weighting-matrix entry */
+    StatusBadQuantizer = -192, /**< a quantiser outside its range, or a weight that is 0 */
     StatusBadBitOffset = -193  /**< a byte-cursor bit offset outside 0..7 */
 };
 
