@@ -1,10 +1,11 @@
 // Levels and coefficients from the stream (ITU-T H.261 4.2.4).
+
+#include "block/dequantise.h"
 #include "core/byte_cursor.h"
-#include "core/byte_cursor_check.h"
-#include "h263/dequantise.h"
+#include "h263/checks.h"
 #include "h263/intra_dc.h"
-#include "h263/scan.h"
 #include "tables/h261_tables.h"
+#include "tables/scan_tables.h"
 
 #include <kelvcpx/h261.h>
 
@@ -114,16 +115,9 @@ int16_t levelItself(int32_t level)
 
 auto coefficientFor(int32_t QP)
 {
-    return [QP, offset = reconstructionOffset(QP)](int32_t level) {
-        return saturateCoefficient(dequantise(level, QP, offset));
+    return [doubledQP = 2 * QP, offset = reconstructionOffset(QP)](int32_t level) {
+        return saturateCoefficient(dequantiseUniformly(level, doubledQP, offset));
     };
-}
-
-Status checkReconstruction(const uint8_t* const* ppBitStream, const int32_t* pBitOffset, const int16_t* pCoef,
-                           const int32_t* pIndxLastNonZero, int32_t QP)
-{
-    const Status status = checkByteCursor(ppBitStream, pBitOffset, pCoef, pIndxLastNonZero);
-    return status == StatusOk && (QP < 1 || QP > 31) ? StatusBadQuantizer : status;
 }
 
 } // namespace

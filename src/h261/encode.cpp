@@ -1,8 +1,9 @@
 // Levels to the stream (ITU-T H.261 4.2.4).
-#include "core/byte_cursor_check.h"
+
+#include "h263/checks.h"
 #include "h263/intra_dc.h"
-#include "h263/scan.h"
 #include "tables/h261_tables.h"
+#include "tables/scan_tables.h"
 
 #include <kelvcpx/h261.h>
 
@@ -12,7 +13,8 @@
 namespace kelvcpx::h261 {
 namespace {
 
-// Levels from 5 on behind zeros are left to the escape, though the standard has codes for three more of them.
+// Of the standard's codes those for the levels 6 and 7 behind one zero, and for 5 behind two, are left to the
+// escape.
 void writeEvent(ByteWriter& stream, int32_t run, int32_t level)
 {
     const int32_t magnitude = std::abs(level);
@@ -45,14 +47,6 @@ void writeRest(ByteWriter& stream, const int16_t* pQCoef, const ScanTable& order
     stream.write(0b10, 2);
 }
 
-Status check(const int16_t* pQCoef, uint8_t* const* ppBitStream, const int32_t* pBitOffset,
-             int32_t countNonZero)
-{
-    if (const Status status = checkByteCursor(ppBitStream, pBitOffset, pQCoef); status != StatusOk)
-        return status;
-    return countNonZero < 1 || countNonZero > 64 ? StatusOutOfRange : StatusOk;
-}
-
 } // namespace
 } // namespace kelvcpx::h261
 
@@ -62,7 +56,8 @@ using namespace kelvcpx::h261;
 Status keliEncodeCoeffsIntra_H261_16s1u(const int16_t* pQCoef, uint8_t** ppBitStream, int32_t* pBitOffset,
                                         int32_t countNonZero, int32_t scan) noexcept
 {
-    if (const Status status = check(pQCoef, ppBitStream, pBitOffset, countNonZero); status != StatusOk)
+    if (const Status status = checkEncoding(pQCoef, ppBitStream, pBitOffset, countNonZero);
+        status != StatusOk)
         return status;
     ByteWriter stream(*ppBitStream, *pBitOffset);
     stream.write(intraDcCode(pQCoef[0]), intraDcLength);
@@ -74,7 +69,8 @@ Status keliEncodeCoeffsIntra_H261_16s1u(const int16_t* pQCoef, uint8_t** ppBitSt
 Status keliEncodeCoeffsInter_H261_16s1u(const int16_t* pQCoef, uint8_t** ppBitStream, int32_t* pBitOffset,
                                         int32_t countNonZero, int32_t scan) noexcept
 {
-    if (const Status status = check(pQCoef, ppBitStream, pBitOffset, countNonZero); status != StatusOk)
+    if (const Status status = checkEncoding(pQCoef, ppBitStream, pBitOffset, countNonZero);
+        status != StatusOk)
         return status;
     ByteWriter stream(*ppBitStream, *pBitOffset);
     const int32_t first = pQCoef[0];

@@ -3,6 +3,7 @@
 
 #include "block/edge_lines.h"
 #include "core/arguments.h"
+#include "h263/checks.h"
 
 #include <kelvcpx/h263_filter.h>
 
@@ -56,7 +57,7 @@ Status deblock8(uint8_t* p, int32_t step, int32_t QP)
 {
     if (anyNull(p))
         return StatusNullPointer;
-    if (QP < 1 || QP > 31)
+    if (!isQuantiser(QP))
         return StatusBadQuantizer;
     const int16_t strength = h263_Deblock_QPStrength[static_cast<std::size_t>(QP)];
     filterLines<Edge>(p, step, FilterPixels8x8{splat16(strength)});

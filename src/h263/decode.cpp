@@ -1,8 +1,9 @@
 // Levels from the stream.
+
 #include "core/byte_cursor_check.h"
 #include "h263/events.h"
 #include "h263/intra_dc.h"
-#include "h263/scan.h"
+#include "tables/scan_tables.h"
 
 #include <kelvcpx/h263.h>
 

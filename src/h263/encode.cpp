@@ -1,8 +1,9 @@
 // Levels to the stream (ITU-T H.263 5.4).
-#include "core/byte_cursor_check.h"
+
+#include "h263/checks.h"
 #include "h263/intra_dc.h"
-#include "h263/scan.h"
 #include "tables/h263_tables.h"
+#include "tables/scan_tables.h"
 
 #include <kelvcpx/h263.h>
 
@@ -62,14 +63,6 @@ void encodeCoefficients(const VlcParameters& codes, int32_t firstPosition, const
 constexpr auto ownEncodeCoeffs_H263_16s1u = encodeCoefficients<Escape::baseline>;
 constexpr auto ownEncodeCoeffs_ModQ_H263_16s1u = encodeCoefficients<Escape::extended>;
 
-Status checkBlock(uint8_t* const* ppBitStream, const int32_t* pBitOffset, const int16_t* pQCoef,
-                  int32_t countNonZero)
-{
-    if (const Status status = checkByteCursor(ppBitStream, pBitOffset, pQCoef); status != StatusOk)
-        return status;
-    return countNonZero < 1 || countNonZero > 64 ? StatusOutOfRange : StatusOk;
-}
-
 } // namespace
 } // namespace kelvcpx::h263
 
@@ -90,7 +83,7 @@ Status keliEncodeCoeffsIntra_H263_16s1u(const int16_t* pQCoef, uint8_t** ppBitSt
                                         int32_t countNonZero, int32_t advIntraFlag, int32_t modQuantFlag,
                                         int32_t scan) noexcept
 {
-    const Status status = checkBlock(ppBitStream, pBitOffset, pQCoef, countNonZero);
+    const Status status = checkEncoding(pQCoef, ppBitStream, pBitOffset, countNonZero);
     if (status != StatusOk)
         return status;
     const auto encode = modQuantFlag != 0 ? ownEncodeCoeffs_ModQ_H263_16s1u : ownEncodeCoeffs_H263_16s1u;
@@ -104,7 +97,7 @@ Status keliEncodeCoeffsIntra_H263_16s1u(const int16_t* pQCoef, uint8_t** ppBitSt
 Status keliEncodeCoeffsInter_H263_16s1u(const int16_t* pQCoef, uint8_t** ppBitStream, int32_t* pBitOffset,
                                         int32_t countNonZero, int32_t modQuantFlag, int32_t scan) noexcept
 {
-    const Status status = checkBlock(ppBitStream, pBitOffset, pQCoef, countNonZero);
+    const Status status = checkEncoding(pQCoef, ppBitStream, pBitOffset, countNonZero);
     if (status != StatusOk)
         return status;
     (modQuantFlag != 0 ? ownEncodeCoeffs_ModQ_H263_16s1u : ownEncodeCoeffs_H263_16s1u)(

@@ -1,28 +1,32 @@
 // Quantisation of an encoder and inverse quantisation (ITU-T H.263 6.2.1, I.3, T.4).
+
+#include "block/dequantise.h"
 #include "core/arguments.h"
-#include "h263/dequantise.h"
+#include "h263/checks.h"
 
 #include <kelvcpx/h263.h>
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdlib>
 
 namespace kelvcpx::h263 {
 namespace {
 
-Status check(const int16_t* block, const int32_t* count, int32_t QP)
+template <class... T>
+Status check(int32_t QP, const T*... pointers)
 {
-    if (anyNull(block, count))
+    if (anyNull(pointers...))
         return StatusNullPointer;
-    return QP < 1 || QP > 31 ? StatusBadQuantizer : StatusOk;
+    return isQuantiser(QP) ? StatusOk : StatusBadQuantizer;
 }
 
 // By QP - 1: reciprocals of 2 * QP in units of 1 / 65536, a little too large.
-constexpr std::array<int32_t, 32> p_QuantInv = [] {
-    std::array<int32_t, 32> table{};
+constexpr std::array<uint16_t, 32> p_QuantInv = [] {
+    std::array<uint16_t, 32> table{};
     for (int32_t QP = 1; QP <= 31; QP++)
-        table[static_cast<std::size_t>(QP) - 1] = 65536 / (2 * QP) + 1;
+        table[static_cast<std::size_t>(QP) - 1] = static_cast<uint16_t>(65536 / (2 * QP) + 1);
     return table;
 }();
 
@@ -33,17 +37,15 @@ enum class Clipping { on, off };
 template <Clipping clipping>
 int32_t quantise(int16_t* block, int32_t first, int32_t QP, int32_t bias)
 {
-    const int32_t reciprocal = p_QuantInv[static_cast<std::size_t>(QP) - 1];
+    const uint16_t reciprocal = p_QuantInv[static_cast<std::size_t>(QP) - 1];
     int32_t count = 0;
     for (int32_t i = first; i < 64; i++) {
-        const int32_t up = block[i] + bias;
-        const int32_t down = block[i] - bias;
-        const int32_t positive = up >= 2 * QP ? (up * reciprocal) >> 16 : 0;
-        const int32_t negative = down <= -2 * QP ? (down * reciprocal + 65535) >> 16 : 0;
-        int32_t level = positive + negative;
+        const int32_t c = block[i];
+        const auto magnitude = static_cast<uint16_t>(std::max(std::abs(c) + bias, 0));
+        auto level = static_cast<int32_t>(uint32_t{magnitude} * reciprocal >> 16);
         if constexpr (clipping == Clipping::on)
-            level = std::clamp(level, -127, 127);
-        block[i] = static_cast<int16_t>(level);
+            level = std::min(level, 127);
+        block[i] = static_cast<int16_t>(c < 0 ? -level : level);
         count += level != 0 ? 1 : 0;
     }
     return count;
@@ -67,9 +69,10 @@ int16_t quantiseIntraDc(int32_t dc)
 template <Clipping clipping>
 void dequantise(int16_t* block, int32_t first, int32_t last, int32_t QP)
 {
+    const auto doubledQP = static_cast<int16_t>(2 * QP);
     const int32_t offset = reconstructionOffset(QP);
     for (int32_t i = first; i <= last; i++) {
-        const int32_t value = kelvcpx::dequantise(block[i], QP, offset);
+        const int32_t value = dequantiseUniformly(block[i], doubledQP, offset);
         block[i] = clipping == Clipping::on ? saturateCoefficient(value) : static_cast<int16_t>(value);
     }
 }
@@ -85,7 +88,7 @@ void ownph263_QuantInv_AdvIntra_16s_I(int16_t* block, int32_t last, int32_t QP)
 
 Status checkInverse(const int16_t* block, int32_t last, int32_t QP)
 {
-    if (const Status status = check(block, &last, QP); status != StatusOk)
+    if (const Status status = check(QP, block); status != StatusOk)
         return status;
     return last < 0 ? StatusOutOfRange : StatusOk;
 }
@@ -124,7 +127,7 @@ Status keliQuantInvInter_H263_16s_C1I(int16_t* pSrcDst, int32_t indxLastNonZero,
 Status keliQuantIntra_H263_16s_C1I(int16_t* pSrcDst, int32_t QP, int32_t* pCount, int32_t advIntraFlag,
                                    int32_t modQuantFlag) noexcept
 {
-    if (const Status status = check(pSrcDst, pCount, QP); status != StatusOk)
+    if (const Status status = check(QP, pSrcDst, pCount); status != StatusOk)
         return status;
     if (advIntraFlag != 0) {
         *pCount = quantise(pSrcDst, 0, QP, 3 * QP >> 2, modQuantFlag == 0);
@@ -138,7 +141,7 @@ Status keliQuantIntra_H263_16s_C1I(int16_t* pSrcDst, int32_t QP, int32_t* pCount
 Status keliQuantInter_H263_16s_C1I(int16_t* pSrcDst, int32_t QP, int32_t* pCount,
                                    int32_t modQuantFlag) noexcept
 {
-    if (const Status status = check(pSrcDst, pCount, QP); status != StatusOk)
+    if (const Status status = check(QP, pSrcDst, pCount); status != StatusOk)
         return status;
     *pCount = quantise(pSrcDst, 0, QP, -(QP >> 1), modQuantFlag == 0 && QP < firstQPWithoutClipping);
     return StatusOk;

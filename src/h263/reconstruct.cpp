@@ -1,9 +1,10 @@
 // Coefficients from the stream: decoding and inverse quantisation in one pass.
-#include "core/byte_cursor_check.h"
-#include "h263/dequantise.h"
+
+#include "block/dequantise.h"
+#include "h263/checks.h"
 #include "h263/events.h"
 #include "h263/intra_dc.h"
-#include "h263/scan.h"
+#include "tables/scan_tables.h"
 
 #include <kelvcpx/h263.h>
 
@@ -19,10 +20,11 @@ Status reconstructBlock(int32_t firstPosition, const uint8_t** ppBitStream, int3
                         int16_t* pCoef, int32_t* pIndxLastNonZero, int32_t QP)
 {
     std::fill_n(pCoef + firstPosition, 64 - firstPosition, int16_t{0});
+    const int32_t doubledQP = 2 * QP;
     const int32_t offset = reconstructionOffset(QP);
     return decodeEvents<escape>(baselineTables, firstPosition, ppBitStream, pBitOffset, pIndxLastNonZero,
                                 [=](int32_t position, int32_t level) {
-                                    const int32_t value = dequantise(level, QP, offset);
+                                    const int32_t value = dequantiseUniformly(level, doubledQP, offset);
                                     pCoef[ownvc_Zigzag[static_cast<std::size_t>(position)]] =
                                         escape == Escape::baseline ? saturateCoefficient(value)
                                                                    : static_cast<int16_t>(value);
@@ -47,15 +49,6 @@ constexpr auto ownReconCoeffs_H263 = reconstructBlock<Escape::baseline>;
 constexpr auto ownReconCoeffs_ModQ_H263 = reconstructBlock<Escape::extended>;
 constexpr auto ownReconCoeffs_AdvIntra_H263 = reconstructAdvancedIntra<Escape::baseline>;
 constexpr auto ownReconCoeffs_AdvIntra_ModQ_H263 = reconstructAdvancedIntra<Escape::extended>;
-
-Status checkReconstruction(const uint8_t* const* ppBitStream, const int32_t* pBitOffset, const int16_t* pCoef,
-                           const int32_t* pIndxLastNonZero, int32_t QP)
-{
-    const Status status = checkByteCursor(ppBitStream, pBitOffset, pCoef, pIndxLastNonZero);
-    if (status != StatusOk)
-        return status;
-    return QP < 1 || QP > 31 ? StatusBadQuantizer : StatusOk;
-}
 
 } // namespace
 } // namespace kelvcpx::h263

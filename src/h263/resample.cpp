@@ -118,15 +118,16 @@ void ownUpsampleFour8x8_H263_16s_C1R(const int16_t* src, std::ptrdiff_t srcStep,
     for (int32_t y = 0; y < 16; y++) {
         const auto near = loadRow<8>(src, srcStep, y / 2);
         const auto far = loadRow<8>(src, srcStep, std::clamp(nextRow(y), 0, 7));
-        std::array<int32_t, 10> columns; // with one more on each side
-        for (std::size_t x = 0; x < near.size(); x++)
-            columns[x + 1] = 3 * near[x] + far[x];
-        columns.front() = columns[1];
-        columns.back() = columns[8];
         ResidualRow<16> row;
+        int32_t before = 3 * near[0] + far[0];
+        int32_t column = before;
         for (std::size_t x = 0; x < near.size(); x++) {
-            row[2 * x] = static_cast<int16_t>((3 * columns[x + 1] + columns[x] + 8) / 16);
-            row[2 * x + 1] = static_cast<int16_t>((3 * columns[x + 1] + columns[x + 2] + 8) / 16);
+            const std::size_t next = std::min<std::size_t>(x + 1, 7);
+            const int32_t after = 3 * near[next] + far[next];
+            row[2 * x] = static_cast<int16_t>((3 * column + before + 8) / 16);
+            row[2 * x + 1] = static_cast<int16_t>((3 * column + after + 8) / 16);
+            before = column;
+            column = after;
         }
         // A corner is copied: the division would round it towards zero.
         if (y == 0 || y == 15) {

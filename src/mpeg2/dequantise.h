@@ -34,11 +34,4 @@ constexpr int32_t dequantise(int32_t level, int32_t scale, int32_t weight)
         return product / 32;
 }
 
-// Makes the sum of all coefficients odd by a change of the last one (13818-2 7.4.4).
-inline void controlMismatch(int16_t* block, int32_t sum)
-{
-    if ((sum & 1) == 0)
-        block[63] = static_cast<int16_t>(block[63] ^ 1);
-}
-
 } // namespace kelvcpx

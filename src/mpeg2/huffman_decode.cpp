@@ -8,7 +8,7 @@ using namespace kelvcpx;
 Status keliDecodeHuffmanOne_1u32s(const uint32_t** ppBitStream, int32_t* pBitOffset, int32_t* pDecodedValue,
                                   const int32_t* pTable) noexcept
 {
-    if (anyNull(ppBitStream) || anyNull(pBitOffset, pTable, *ppBitStream, pDecodedValue))
+    if (anyNull(ppBitStream, pBitOffset, pTable, pDecodedValue) || anyNull(*ppBitStream))
         return StatusNullPointer;
 
     WordReader reader(*ppBitStream, *pBitOffset);
@@ -22,7 +22,7 @@ Status keliDecodeHuffmanOne_1u32s(const uint32_t** ppBitStream, int32_t* pBitOff
 Status keliDecodeHuffmanPair_1u16s(const uint32_t** ppBitStream, int32_t* pBitOffset, const int32_t* pTable,
                                    uint8_t* pFirst, int16_t* pSecond) noexcept
 {
-    if (anyNull(ppBitStream) || anyNull(pBitOffset, pTable, pFirst, pSecond, *ppBitStream))
+    if (anyNull(ppBitStream, pBitOffset, pTable, pFirst, pSecond) || anyNull(*ppBitStream))
         return StatusNullPointer;
 
     WordReader reader(*ppBitStream, *pBitOffset);

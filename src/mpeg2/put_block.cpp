@@ -1,6 +1,7 @@
 // Writing MPEG-2 blocks with run-level codes (ISO/IEC 13818-2 7.2).
 
 #include "core/arguments.h"
+#include "core/arithmetic.h"
 #include "core/word_cursor.h"
 #include "mpeg2/code_list.h"
 
@@ -157,7 +158,7 @@ using namespace kelvcpx;
 
 Status keliCreateRLEncodeTable(const int32_t* pCodeList, int32_t** ppTable) noexcept
 {
-    if (anyNull(pCodeList) || anyNull(ppTable))
+    if (anyNull(pCodeList, ppTable))
         return StatusNullPointer;
     const ListContents contents = contentsOf(pCodeList);
     const int64_t words = contents.entries + 2 * int64_t{contents.largestRun} + 3;
@@ -178,12 +179,11 @@ Status keliPutIntraBlock(uint32_t** ppBitStream, int32_t* pBitOffset, const int1
                          int32_t* pDCPred, const int32_t* pDCSizeTable, const int32_t* pACTable,
                          const int32_t* pScan, int32_t eobLength, int32_t eobCode, int32_t count) noexcept
 {
-    if (anyNull(ppBitStream) || anyNull(pBitOffset, pDCPred, pDCSizeTable, pACTable, pScan) ||
-        anyNull(pSrcBlock) || anyNull(*ppBitStream))
+    if (anyNull(ppBitStream, pBitOffset, pDCPred, pDCSizeTable, pACTable, pScan, pSrcBlock) ||
+        anyNull(*ppBitStream))
         return StatusNullPointer;
     WordWriter writer(*ppBitStream, *pBitOffset);
-    const auto difference =
-        static_cast<int32_t>(static_cast<uint32_t>(pSrcBlock[0]) - static_cast<uint32_t>(*pDCPred));
+    const int32_t difference = wrapSub(pSrcBlock[0], *pDCPred);
     *pDCPred = pSrcBlock[0];
     putDC(writer, difference, pDCSizeTable);
     putLevels(writer, pSrcBlock, 0, count, pScan, RunLevelTable(pACTable));
@@ -196,8 +196,7 @@ Status keliPutNonIntraBlock(uint32_t** ppBitStream, int32_t* pBitOffset, const i
                             const int32_t* pACTable, const int32_t* pScan, int32_t eobLength, int32_t eobCode,
                             int32_t count) noexcept
 {
-    if (anyNull(ppBitStream) || anyNull(pBitOffset, pACTable, pScan) || anyNull(pSrcBlock) ||
-        anyNull(*ppBitStream))
+    if (anyNull(ppBitStream, pBitOffset, pACTable, pScan, pSrcBlock) || anyNull(*ppBitStream))
         return StatusNullPointer;
     WordWriter writer(*ppBitStream, *pBitOffset);
     const RunLevelTable table(pACTable);

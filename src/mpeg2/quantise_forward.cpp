@@ -17,11 +17,6 @@ constexpr int32_t blockSize = 64;
 constexpr int32_t manyCoefficients = 20; // from which looking for the last one does not pay
 constexpr float largestLevel = 2047;
 
-const ScanTable& scanOf(int32_t scanType)
-{
-    return scanType == 1 ? ownvc_AltScanV : scanType == 2 ? ownvc_AltScanH : ownvc_Zigzag;
-}
-
 // Reciprocals of the default intra matrix (6.3.11).
 constexpr std::array<float, 64> DefaultIntraQuantMatrix = [] {
     constexpr uint8_t weights[64] = {8,  16, 19, 22, 26, 27, 29, 34, 16, 16, 22, 24, 27, 29, 34, 37,
@@ -67,7 +62,7 @@ Status keliScanFwd_16s_C1(const int16_t* pSrc, int16_t* pDst, int32_t countNonZe
         return StatusNullPointer;
     if (countNonZero < 1 || countNonZero > blockSize)
         return StatusOutOfRange;
-    const auto& scan = scanOf(scanType);
+    const auto& scan = scanTable(scanType, ownvc_Zigzag);
     if (countNonZero >= manyCoefficients) {
         for (std::size_t p = 0; p < blockSize; p++)
             pDst[p] = pSrc[scan[p]];
@@ -87,7 +82,7 @@ Status keliScanInv_16s_C1(const int16_t* pSrc, int16_t* pDst, int32_t lastIndex,
         return StatusNullPointer;
     if (lastIndex < 0 || lastIndex >= blockSize)
         return StatusOutOfRange;
-    const auto& scan = scanOf(scanType);
+    const auto& scan = scanTable(scanType, ownvc_Zigzag);
     std::fill_n(pDst, blockSize, int16_t{0});
     for (std::size_t p = 0; p <= static_cast<std::size_t>(lastIndex); p++)
         pDst[scan[p]] = pSrc[p];
@@ -97,7 +92,7 @@ Status keliScanInv_16s_C1(const int16_t* pSrc, int16_t* pDst, int32_t lastIndex,
 Status keliQuantIntra_MPEG2_16s_C1I(int16_t* pSrcDst, int32_t QP, const float* pQMatrixInv,
                                     int32_t* pCount) noexcept
 {
-    if (anyNull(pSrcDst) || anyNull(pCount))
+    if (anyNull(pSrcDst, pCount))
         return StatusNullPointer;
     if (QP == 0)
         return StatusDivideByZero;
@@ -111,7 +106,7 @@ Status keliQuantIntra_MPEG2_16s_C1I(int16_t* pSrcDst, int32_t QP, const float* p
 Status keliQuant_MPEG2_16s_C1I(int16_t* pSrcDst, int32_t QP, const float* pQMatrixInv,
                                int32_t* pCount) noexcept
 {
-    if (anyNull(pSrcDst) || anyNull(pCount))
+    if (anyNull(pSrcDst, pCount))
         return StatusNullPointer;
     if (QP == 0)
         return StatusDivideByZero;

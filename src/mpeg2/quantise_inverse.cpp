@@ -1,3 +1,4 @@
+#include "block/dequantise.h"
 #include "core/arguments.h"
 #include "mpeg2/dequantise.h"
 

@@ -1,5 +1,6 @@
 // DCT blocks from the stream: run-level codes, scan and dequantisation in one pass.
 
+#include "block/dequantise.h"
 #include "core/arguments.h"
 #include "core/huffman_lookup.h"
 #include "core/word_cursor.h"
@@ -221,8 +222,8 @@ Status keliReconstructDCTBlock_MPEG1_32s(const uint32_t** ppBitStream, int32_t* 
                                          const int32_t* pScan, int32_t QP, const int16_t* pQMatrix,
                                          int16_t* pDst, int32_t* pLastIndex) noexcept
 {
-    if (anyNull(ppBitStream) ||
-        anyNull(pBitOffset, pFirstTable, pACTable, pDst, pQMatrix, *ppBitStream, pLastIndex, pScan))
+    if (anyNull(ppBitStream, pBitOffset, pFirstTable, pACTable, pDst, pQMatrix, pLastIndex, pScan) ||
+        anyNull(*ppBitStream))
         return StatusNullPointer;
     return reconstructNonIntra<Standard::mpeg1>({ppBitStream, pBitOffset}, pFirstTable, pACTable, pScan, QP,
                                                 pQMatrix, pDst, pLastIndex);
@@ -233,8 +234,9 @@ Status keliReconstructDCTBlockIntra_MPEG1_32s(const uint32_t** ppBitStream, int3
                                               const int32_t* pScan, int32_t QP, const int16_t* pQMatrix,
                                               int16_t* pDCPred, int16_t* pDst, int32_t* pLastIndex) noexcept
 {
-    if (anyNull(ppBitStream) ||
-        anyNull(pBitOffset, pDCSizeTable, *ppBitStream, pACTable, pQMatrix, pDCPred, pLastIndex, pDst, pScan))
+    if (anyNull(ppBitStream, pBitOffset, pDCSizeTable, pACTable, pQMatrix, pDCPred, pLastIndex, pDst,
+                pScan) ||
+        anyNull(*ppBitStream))
         return StatusNullPointer;
     return reconstructIntra<Standard::mpeg1>({ppBitStream, pBitOffset}, pDCSizeTable, pACTable, pScan, QP,
                                              pQMatrix, pDCPred, 0, pDst, pLastIndex);
@@ -245,8 +247,8 @@ Status keliReconstructDCTBlock_MPEG2_32s(const uint32_t** ppBitStream, int32_t* 
                                          const int32_t* pScan, int32_t QP, const int16_t* pQMatrix,
                                          int16_t* pDst, int32_t* pLastIndex) noexcept
 {
-    if (anyNull(ppBitStream) ||
-        anyNull(pBitOffset, pFirstTable, pACTable, pDst, pLastIndex, *ppBitStream, pScan))
+    if (anyNull(ppBitStream, pBitOffset, pFirstTable, pACTable, pDst, pLastIndex, pScan) ||
+        anyNull(*ppBitStream))
         return StatusNullPointer;
     return reconstructNonIntra<Standard::mpeg2>({ppBitStream, pBitOffset}, pFirstTable, pACTable, pScan, QP,
                                                 pQMatrix != nullptr ? pQMatrix : flatMatrix.data(), pDst,
@@ -259,8 +261,9 @@ Status keliReconstructDCTBlockIntra_MPEG2_32s(const uint32_t** ppBitStream, int3
                                               int16_t* pDCPred, int32_t dcShift, int16_t* pDst,
                                               int32_t* pLastIndex) noexcept
 {
-    if (anyNull(ppBitStream) ||
-        anyNull(pBitOffset, pDCSizeTable, *ppBitStream, pACTable, pQMatrix, pDCPred, pLastIndex, pDst, pScan))
+    if (anyNull(ppBitStream, pBitOffset, pDCSizeTable, pACTable, pQMatrix, pDCPred, pLastIndex, pDst,
+                pScan) ||
+        anyNull(*ppBitStream))
         return StatusNullPointer;
     return reconstructIntra<Standard::mpeg2>({ppBitStream, pBitOffset}, pDCSizeTable, pACTable, pScan, QP,
                                              pQMatrix, pDCPred, dcShift, pDst, pLastIndex);

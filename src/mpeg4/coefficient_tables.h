@@ -2,6 +2,7 @@
 // lists of codes.
 #pragma once
 
+#include "tables/code_text.h"
 #include "tables/mpeg4_tables.h"
 
 #include <algorithm>
@@ -12,19 +13,6 @@
 #include <string_view>
 
 namespace kelvcpx::mpeg4 {
-
-constexpr uint32_t bitsOf(std::string_view bits)
-{
-    uint32_t value = 0;
-    for (const char bit : bits)
-        value = 2 * value + (bit == '1' ? 1 : 0);
-    return value;
-}
-
-constexpr int32_t lengthOf(std::string_view bits)
-{
-    return static_cast<int32_t>(bits.size());
-}
 
 inline constexpr int32_t largestDcSize = 12;
 

@@ -2,6 +2,7 @@
 
 #include "mpeg4/decode_coefficients.h"
 
+#include "block/dequantise.h"
 #include "core/arguments.h"
 #include "mpeg4/coefficient_tables.h"
 #include "mpeg4/dequantise.h"
@@ -142,8 +143,9 @@ Status ownpmp4_ReconstructCoeffsInter_MPEG4_1u16s(ByteReader& reader, int16_t* p
         return decode([&](int32_t level, std::size_t raster) {
             return weighInter(level, record.weights[raster] * QP);
         });
-    const int32_t offset = secondMethodOffset(QP);
-    return decode([=](int32_t level, std::size_t) { return scale(level, 2 * QP, offset); });
+    return decode([doubledQP = 2 * QP, offset = reconstructionOffset(QP)](int32_t level, std::size_t) {
+        return dequantiseUniformly(level, doubledQP, offset);
+    });
 }
 
 // dct_dc_size and the length of its code (tables B-13 and B-14).
@@ -168,9 +170,10 @@ DcSize dcSizeAt(uint32_t window, bool chroma)
     return {zeros + (chroma ? 1 : 2), zeros + 1};
 }
 
-const ScanTable& scanOf(int32_t scan)
+// Inter blocks have no alternate horizontal scan.
+const ScanTable& interScan(int32_t scan)
 {
-    return scan == 0 ? ownvc_Zigzag : scan == 1 ? ownvc_AltScanV : noScan;
+    return scan == 2 ? noScan : scanTable(scan, noScan);
 }
 
 } // namespace
@@ -214,7 +217,7 @@ Status keliDecodeCoeffsIntra_MPEG4_1u16s(const uint8_t** ppBitStream, int32_t* p
         return status;
     *pIndxLastNonZero = clearBlock(pCoef, useIntraDCVlc != 0);
     ByteReader reader(*ppBitStream, *pBitOffset);
-    const ScanTable& positions = scan == 2 ? ownvc_AltScanH : scanOf(scan);
+    const ScanTable& positions = scanTable(scan, noScan);
     const Status status =
         rvlcFlag != 0
             ? ownpmp4_DecodeRVLCF_MPEG4_1u16s(reader, pCoef, pIndxLastNonZero, BlockKind::intra, positions)
@@ -234,8 +237,9 @@ Status keliDecodeCoeffsInter_MPEG4_1u16s(const uint8_t** ppBitStream, int32_t* p
     ByteReader reader(*ppBitStream, *pBitOffset);
     const Status status =
         rvlcFlag != 0
-            ? ownpmp4_DecodeRVLCF_MPEG4_1u16s(reader, pCoef, pIndxLastNonZero, BlockKind::inter, scanOf(scan))
-            : ownpmp4_DecodeCoeffsInter_MPEG4_1u16s(reader, pCoef, pIndxLastNonZero, scanOf(scan));
+            ? ownpmp4_DecodeRVLCF_MPEG4_1u16s(reader, pCoef, pIndxLastNonZero, BlockKind::inter,
+                                              interScan(scan))
+            : ownpmp4_DecodeCoeffsInter_MPEG4_1u16s(reader, pCoef, pIndxLastNonZero, interScan(scan));
     if (status == StatusOk)
         reader.store(ppBitStream, pBitOffset);
     return status;
@@ -262,7 +266,7 @@ Status keliReconstructCoeffsInter_MPEG4_1u16s(const uint8_t** ppBitStream, int32
     *pIndxLastNonZero = clearBlock(pCoef, false);
     ByteReader reader(*ppBitStream, *pBitOffset);
     const Status status = ownpmp4_ReconstructCoeffsInter_MPEG4_1u16s(reader, pCoef, pIndxLastNonZero,
-                                                                     scanOf(known), record, QP);
+                                                                     interScan(known), record, QP);
     if (status == StatusOk)
         reader.store(ppBitStream, pBitOffset);
     return status;

@@ -147,10 +147,7 @@ Status keliEncodeCoeffsIntra_MPEG4_16s1u(const int16_t* pCoef, uint8_t** ppBitSt
 {
     if (const Status status = checkByteCursor(ppBitStream, pBitOffset, pCoef); status != StatusOk)
         return status;
-    const ScanTable& positions = scan == 1    ? ownvc_AltScanV
-                                 : scan == 2  ? ownvc_AltScanH
-                                 : scan == -1 ? noScan
-                                              : ownvc_Zigzag;
+    const ScanTable& positions = scanTable(scan, rasterOrZigzag(scan));
     const std::size_t first = useIntraDCVlc != 0 ? 1 : 0;
     return rvlcFlag != 0 ? encodeBlock(pCoef, ppBitStream, pBitOffset, first, countNonZero, positions,
                                        mVLC_TB23a, nullptr)

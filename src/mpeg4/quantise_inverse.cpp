@@ -1,5 +1,6 @@
 // Inverse quantisation (ISO/IEC 14496-2 7.4.4) of blocks whose coefficients are in raster order.
 
+#include "block/dequantise.h"
 #include "core/arguments.h"
 #include "mpeg4/dequantise.h"
 #include "mpeg4/quantise_records.h"
@@ -67,10 +68,10 @@ void ownpmp4_QuantInv_16s_I(int16_t* block, std::ptrdiff_t last, const QuantInvS
 {
     const CoefficientRange range = coefficientRange(record.bitsPerPixel);
     const auto doubledQP = static_cast<int16_t>(2 * QP);
-    const int32_t offset = secondMethodOffset(QP);
+    const int32_t offset = reconstructionOffset(QP);
     for (std::ptrdiff_t i = 0; i <= last; i++)
-        block[i] =
-            static_cast<int16_t>(std::clamp(scale(block[i], doubledQP, offset), range.low, range.high));
+        block[i] = static_cast<int16_t>(
+            std::clamp(dequantiseUniformly(block[i], doubledQP, offset), range.low, range.high));
 }
 
 Status init(const uint8_t* pQuantMatrix, QuantInvSpec* pSpec, int32_t bitsPerPixel, const Tag& tag)

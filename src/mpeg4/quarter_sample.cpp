@@ -73,18 +73,12 @@ private:
     alignas(16) std::array<uint8_t, (maxSize + 1) * step> samples_;
 };
 
-template <int Width>
-constexpr int strip = stripRows<Width>;
+// The eight samples round a half position.
+using Taps = std::array<U8x16, 8>;
 
-// The eight samples round a half position, `distance` bytes apart; p points to the fourth. (ownvc_Qpel_CalcH,
-// ownvc_Qpel_CalcV)
-template <int Width>
-[[gnu::always_inline]] inline U8x16 halfSamples(const uint8_t* p, std::ptrdiff_t step,
-                                                std::ptrdiff_t distance, S16x8 round)
+// ownvc_Qpel_CalcH, ownvc_Qpel_CalcV
+[[gnu::always_inline]] inline U8x16 halfSamples(const Taps& t, S16x8 round)
 {
-    std::array<U8x16, 8> t;
-    for (std::ptrdiff_t k = 0; k < 8; k++)
-        t[static_cast<std::size_t>(k)] = gatherRows<Width, strip<Width>>(p + (k - 3) * distance, step);
     // An eighth of the standard's factors: the result is the same, and the sums are within 16 bits.
     const auto filter = [&](auto widen) {
         const S16x8 sum = (widen(t[3]) + widen(t[4])) * 20 - (widen(t[2]) + widen(t[5])) * 6 +
@@ -94,40 +88,65 @@ template <int Width>
     return narrow(filter([](U8x16 v) { return widenLow(v); }), filter([](U8x16 v) { return widenHigh(v); }));
 }
 
-// Interpolates at `fraction` quarters, 1 to 3, between samples that are `distance` bytes apart.
+// Interpolates at `fraction` quarters, 1 to 3, between samples.
 template <int Width>
 class Interpolation
 {
 public:
-    Interpolation(std::ptrdiff_t distance, int32_t fraction, int32_t rounding)
-        : distance_(distance), fraction_(fraction), round_(splat16(static_cast<int16_t>(16 - rounding))),
+    Interpolation(int32_t fraction, int32_t rounding)
+        : fraction_(fraction), round_(splat16(static_cast<int16_t>(16 - rounding))),
           roundDown_(splat8(static_cast<uint8_t>(rounding)))
     {}
 
-    void run(const uint8_t* src, std::ptrdiff_t srcStep, uint8_t* dst, std::ptrdiff_t dstStep,
-             std::ptrdiff_t rows) const
+    void alongRows(const uint8_t* src, std::ptrdiff_t srcStep, uint8_t* dst, std::ptrdiff_t dstStep,
+                   std::ptrdiff_t rows) const
     {
         const auto stripAt = [&](std::ptrdiff_t y) {
-            const U8x16 samples = interpolate(src + y * srcStep, srcStep);
-            scatterRows<Width, strip<Width>>(dst + y * dstStep, dstStep, samples);
+            Taps taps;
+            for (std::size_t k = 0; k < taps.size(); k++)
+                taps[k] = load(src + y * srcStep + static_cast<std::ptrdiff_t>(k) - 3, srcStep);
+            scatterRows<Width, strip>(dst + y * dstStep, dstStep, interpolate(taps));
         };
-        for (std::ptrdiff_t y = 0; y < rows - strip<Width>; y += strip<Width>)
+        for (std::ptrdiff_t y = 0; y < rows - strip; y += strip)
             stripAt(y);
-        stripAt(rows - strip<Width>); // may overlap the one before it
+        stripAt(rows - strip); // may overlap the one before it
+    }
+
+    // The rows are those of whole strips, which have most of their taps in common with the next one.
+    void downColumns(const uint8_t* src, std::ptrdiff_t srcStep, uint8_t* dst, std::ptrdiff_t dstStep,
+                     std::ptrdiff_t rows) const
+    {
+        constexpr std::size_t kept = 8 - strip;
+        const auto tap = [&](std::ptrdiff_t y, std::size_t k) {
+            return load(src + (y + static_cast<std::ptrdiff_t>(k) - 3) * srcStep, srcStep);
+        };
+        Taps taps;
+        for (std::size_t k = 0; k < kept; k++)
+            taps[k + strip] = tap(0, k);
+        for (std::ptrdiff_t y = 0; y < rows; y += strip) {
+            for (std::size_t k = 0; k < kept; k++)
+                taps[k] = taps[k + strip];
+            for (std::size_t k = kept; k < taps.size(); k++)
+                taps[k] = tap(y, k);
+            scatterRows<Width, strip>(dst + y * dstStep, dstStep, interpolate(taps));
+        }
     }
 
 private:
-    [[gnu::always_inline]] U8x16 interpolate(const uint8_t* p, std::ptrdiff_t step) const
+    static constexpr int strip = stripRows<Width>;
+
+    static U8x16 load(const uint8_t* p, std::ptrdiff_t step) { return gatherRows<Width, strip>(p, step); }
+
+    [[gnu::always_inline]] U8x16 interpolate(const Taps& taps) const
     {
-        const U8x16 half = halfSamples<Width>(p, step, distance_, round_);
+        const U8x16 half = halfSamples(taps, round_);
         if (fraction_ == 2)
             return half;
         // ownvc_Qpel_Inter2
-        const U8x16 full = gatherRows<Width, strip<Width>>(fraction_ == 1 ? p : p + distance_, step);
+        const U8x16 full = fraction_ == 1 ? taps[3] : taps[4];
         return average(half, full) - ((half ^ full) & roundDown_);
     }
 
-    std::ptrdiff_t distance_;
     int32_t fraction_;
     S16x8 round_;
     U8x16 roundDown_;
@@ -139,24 +158,24 @@ void predict(const uint8_t* src, std::ptrdiff_t srcStep, uint8_t* dst, std::ptrd
 {
     const int32_t right = acc & 3;
     const int32_t down = acc >> 2 & 3;
-    const Interpolation<Width> horizontal(1, right, rounding);
-    const Interpolation<Width> vertical(MirroredRows::step, down, rounding);
+    const Interpolation<Width> horizontal(right, rounding);
+    const Interpolation<Width> vertical(down, rounding);
     MirroredColumns columns;
     if (down == 0) {
         if (right == 0)
             return copyRows<Width>(src, srcStep, dst, dstStep, height);
         columns.fill<Width>(src, srcStep, height);
-        return horizontal.run(columns.row(0), columns.step, dst, dstStep, height);
+        return horizontal.alongRows(columns.row(0), columns.step, dst, dstStep, height);
     }
     MirroredRows rows;
     if (right == 0) {
         copyRows<Width>(src, srcStep, rows.row(0), rows.step, height + 1);
     } else {
         columns.fill<Width>(src, srcStep, height + 1);
-        horizontal.run(columns.row(0), columns.step, rows.row(0), rows.step, height + 1);
+        horizontal.alongRows(columns.row(0), columns.step, rows.row(0), rows.step, height + 1);
     }
     rows.mirror<Width>(height);
-    vertical.run(rows.row(0), rows.step, dst, dstStep, height);
+    vertical.downColumns(rows.row(0), rows.step, dst, dstStep, height);
 }
 
 } // namespace

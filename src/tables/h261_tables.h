@@ -1,6 +1,8 @@
 // Codes of ITU-T H.261 transform coefficients (table 5), and the lookup tables made of them.
 #pragma once
 
+#include "tables/code_text.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -81,14 +83,6 @@ inline constexpr CoefficientCode coefficientCodes[] = {
     {"0000000011011", 26, 1},
 };
 
-constexpr uint32_t valueOf(std::string_view bits)
-{
-    uint32_t value = 0;
-    for (const char bit : bits)
-        value = 2 * value + (bit == '1' ? 1 : 0);
-    return value;
-}
-
 // Decoding tables for the three ranges of the next 14 bits, V.
 //
 // | Table | V         | Index          |
@@ -113,8 +107,8 @@ constexpr std::array<DecodedCode, Size> makeCoefficientTable(int32_t shift, uint
     std::array<DecodedCode, Size> table{};
     const auto enter = [&](std::string_view bits, DecodedCode entry) {
         const std::size_t free = lookAhead - bits.size();
-        const uint32_t begin = valueOf(bits) << free >> shift;
-        const uint32_t end = (valueOf(bits) + 1) << free >> shift;
+        const uint32_t begin = bitsOf(bits) << free >> shift;
+        const uint32_t end = (bitsOf(bits) + 1) << free >> shift;
         if (begin >= first && begin < first + Size)
             for (uint32_t index = begin; index < end; index++)
                 table[index - first] = entry;
@@ -142,7 +136,7 @@ constexpr std::array<VlcCode, Size> makeVlcTable(IndexOf indexOf)
     std::array<VlcCode, Size> table{};
     for (const CoefficientCode& code : coefficientCodes)
         if (const int32_t index = indexOf(code.run, code.level); index >= 0)
-            table[static_cast<std::size_t>(index)] = {static_cast<uint8_t>(2 * valueOf(code.bits)),
+            table[static_cast<std::size_t>(index)] = {static_cast<uint8_t>(2 * bitsOf(code.bits)),
                                                       static_cast<uint8_t>(code.bits.size() + 1)};
     return table;
 }

@@ -1,6 +1,8 @@
 // Codes of ITU-T H.263 transform coefficients, and the lookup tables made of them.
 #pragma once
 
+#include "tables/code_text.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -150,12 +152,10 @@ constexpr CoefficientTable<Size> makeCoefficientTable(EventSet set, int32_t shif
 {
     CoefficientTable<Size> table{};
     for (const CoefficientCode& code : coefficientCodes) {
-        uint32_t value = 0;
-        for (const char bit : code.bits)
-            value = 2 * value + (bit == '1' ? 1 : 0);
         const auto length = static_cast<uint32_t>(code.bits.size()) + 1;
-        const uint32_t begin = value << (lookAhead - code.bits.size());
-        const uint32_t end = (value + 1) << (lookAhead - code.bits.size());
+        const int32_t free = lookAhead - lengthOf(code.bits);
+        const uint32_t begin = bitsOf(code.bits) << free;
+        const uint32_t end = (bitsOf(code.bits) + 1) << free;
         if (begin >> shift < first || begin >> shift >= first + Size)
             continue;
         const RunLevel event = code.*set;
@@ -215,10 +215,8 @@ constexpr VlcTable makeVlcTable(EventSet set)
     VlcTable table{};
     for (const CoefficientCode& code : coefficientCodes) {
         const RunLevel event = code.*set;
-        VlcCode entry{0, static_cast<int32_t>(code.bits.size()) + 1};
-        for (const char bit : code.bits)
-            entry.code = 2 * entry.code + (bit == '1' ? 2 : 0);
-        table[static_cast<std::size_t>(codesBefore(set, code.last, event.run) + event.level - 1)] = entry;
+        const auto place = static_cast<std::size_t>(codesBefore(set, code.last, event.run) + event.level - 1);
+        table[place] = {2 * bitsOf(code.bits), lengthOf(code.bits) + 1};
     }
     return table;
 }
