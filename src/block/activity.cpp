@@ -42,7 +42,7 @@ private:
 template <class Sum, class Row, class T>
 Status measureFrameAndField(Block<const T> src, int32_t* frameSad, int32_t* fieldSad)
 {
-    if (anyNull(src.data) || anyNull(frameSad, fieldSad))
+    if (anyNull(src.data, frameSad, fieldSad))
         return StatusNullPointer;
     const auto row = [&](std::ptrdiff_t y) {
         return loadUnaligned<Row>(reinterpret_cast<const uint8_t*>(src.data) + y * src.step);
@@ -72,7 +72,7 @@ U8x16 edgeSamples(U8x16 row, U8x16 below, U8x16 threshold)
 template <int Size>
 Status sumDifferences(SampleBlock src, SampleBlock pred, int16_t* sums, int16_t* diff)
 {
-    if (anyNull(src.data, pred.data) || anyNull(sums))
+    if (anyNull(src.data, pred.data, sums))
         return StatusNullPointer;
     for (std::ptrdiff_t y = 0; y < Size; y += 4)
         for (std::ptrdiff_t x = 0; x < Size; x += 4) {

@@ -97,34 +97,26 @@ Status predictAndSubtract(const std::array<GetDiffKernel, 16>& table, const Samp
                           const SampleBlock& ref, const DifferenceBlock& diff,
                           const DifferenceBlock& predictor, int32_t mcType, int32_t rounding)
 {
-    if (anyNull(current.data, ref.data) || anyNull(diff.data))
+    if (anyNull(current.data, ref.data, diff.data))
         return StatusNullPointer;
     const std::size_t entry = quarter(mcType) * 4 + (predictor.data != nullptr ? 1 : 0);
     table[entry](current, ref, diff, predictor, rounding & 1);
     return StatusOk;
 }
 
-struct ReferencePair {
-    SampleBlock forward;
-    int32_t mcTypeF;
-    SampleBlock backward;
-    int32_t mcTypeB;
-};
-
 Status predictAndSubtract(const std::array<GetDiffBKernel, 16>& table, const SampleBlock& current,
                           const ReferencePair& refs, const DifferenceBlock& diff, int32_t rounding)
 {
-    if (anyNull(current.data, refs.forward.data, refs.backward.data) || anyNull(diff.data))
+    if (anyNull(current.data, refs.forward.data, refs.backward.data, diff.data))
         return StatusNullPointer;
-    const std::size_t entry = quarter(refs.mcTypeF) + quarter(refs.mcTypeB) * 4;
-    table[entry](current, refs.forward, refs.backward, diff, rounding & 1);
+    table[refs.entry()](current, refs.forward, refs.backward, diff, rounding & 1);
     return StatusOk;
 }
 
 template <int Width, int Height>
 Status subtract(const SampleBlock& a, const SampleBlock& b, const DifferenceBlock& dst)
 {
-    if (anyNull(a.data, b.data) || anyNull(dst.data))
+    if (anyNull(a.data, b.data, dst.data))
         return StatusNullPointer;
     getDiff<Width, Height, Position::full>(a, b, dst, {nullptr, 0}, 0);
     return StatusOk;
@@ -251,7 +243,7 @@ Status keliSub16x16_8u16s_C1R(const uint8_t* pSrc1, int32_t src1Step, const uint
 Status keliSubSAD8x8_8u16s_C1R(const uint8_t* pSrc1, int32_t src1Step, const uint8_t* pSrc2, int32_t src2Step,
                                int16_t* pDst, int32_t dstStep, int32_t* pSAD) noexcept
 {
-    if (anyNull(pSrc1, pSrc2) || anyNull(pDst) || anyNull(pSAD))
+    if (anyNull(pSrc1, pSrc2, pDst, pSAD))
         return StatusNullPointer;
     constexpr int rows = stripRows<8>;
     AbsoluteDifferences sad;

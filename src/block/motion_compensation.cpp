@@ -10,17 +10,16 @@
 namespace kelvcpx {
 namespace {
 
-using Reference = SampleBlock;
 using Residual = Block<const int16_t>;
 using Destination = Block<uint8_t>;
 
 // The kernels of the large blocks serve every height; those of the small blocks have theirs built in. The
 // operands of a kernel with one reference fit the registers that pass arguments on most machines.
-using LargeKernel = void (*)(Reference, Residual, Destination, int32_t rounding, int32_t height);
-using SmallKernel = void (*)(Reference, Residual, Destination, int32_t rounding);
-using LargeKernelB = void (*)(const Reference&, const Reference&, const Residual&, const Destination&,
+using LargeKernel = void (*)(SampleBlock, Residual, Destination, int32_t rounding, int32_t height);
+using SmallKernel = void (*)(SampleBlock, Residual, Destination, int32_t rounding);
+using LargeKernelB = void (*)(const SampleBlock&, const SampleBlock&, const Residual&, const Destination&,
                               int32_t rounding, int32_t height);
-using SmallKernelB = void (*)(const Reference&, const Reference&, const Residual&, const Destination&,
+using SmallKernelB = void (*)(const SampleBlock&, const SampleBlock&, const Residual&, const Destination&,
                               int32_t rounding);
 
 // Adds the residual (ISO/IEC 13818-2 7.6.8) to the strips that `nextPrediction` returns.
@@ -35,7 +34,7 @@ void addToStrips(Residual residual, Destination dst, int32_t height, NextPredict
 }
 
 template <int Width, int Rows, int Distance, Position position>
-void reconstruct(Reference ref, Residual residual, Destination dst, int32_t rounding, int32_t height)
+void reconstruct(SampleBlock ref, Residual residual, Destination dst, int32_t rounding, int32_t height)
 {
     HalfSampleStrips<position, Width, Rows, Distance> prediction(ref.data, ref.step, rounding);
     addToStrips<Width, Rows>(residual, dst, height, [&] { return prediction.next(); });
@@ -43,7 +42,7 @@ void reconstruct(Reference ref, Residual residual, Destination dst, int32_t roun
 
 // The average of the two predictions rounds up whatever the rounding control is (ISO/IEC 13818-2 7.6.7).
 template <int Width, int Rows, int Distance, Position positionF, Position positionB>
-void reconstructB(const Reference& refF, const Reference& refB, const Residual& residual,
+void reconstructB(const SampleBlock& refF, const SampleBlock& refB, const Residual& residual,
                   const Destination& dst, int32_t rounding, int32_t height)
 {
     HalfSampleStrips<positionF, Width, Rows, Distance> forward(refF.data, refF.step, rounding);
@@ -52,13 +51,13 @@ void reconstructB(const Reference& refF, const Reference& refB, const Residual& 
 }
 
 template <int Width, int Height, Position position>
-void reconstructSmall(Reference ref, Residual residual, Destination dst, int32_t rounding)
+void reconstructSmall(SampleBlock ref, Residual residual, Destination dst, int32_t rounding)
 {
     reconstruct<Width, stripRows<Width, Height>, 1, position>(ref, residual, dst, rounding, Height);
 }
 
 template <int Width, int Height, Position positionF, Position positionB>
-void reconstructSmallB(const Reference& refF, const Reference& refB, const Residual& residual,
+void reconstructSmallB(const SampleBlock& refF, const SampleBlock& refB, const Residual& residual,
                        const Destination& dst, int32_t rounding)
 {
     reconstructB<Width, stripRows<Width, Height>, 1, positionF, positionB>(refF, refB, residual, dst,
@@ -115,7 +114,7 @@ constexpr auto MC4x4BFnTbl = smallTableB<4, 4>;
 constexpr auto MC4x8BFnTbl = smallTableB<4, 8>;
 
 // What an operation does.
-Status compensate(const std::array<LargeKernel, 8>& table, int32_t height, Reference ref, Residual residual,
+Status compensate(const std::array<LargeKernel, 8>& table, int32_t height, SampleBlock ref, Residual residual,
                   Destination dst, int32_t mcType, int32_t rounding)
 {
     if (anyNull(ref.data, residual.data, dst.data))
@@ -125,8 +124,8 @@ Status compensate(const std::array<LargeKernel, 8>& table, int32_t height, Refer
     return StatusOk;
 }
 
-Status compensate(const std::array<SmallKernel, 16>& table, Reference ref, Residual residual, Destination dst,
-                  int32_t mcType, int32_t rounding)
+Status compensate(const std::array<SmallKernel, 16>& table, SampleBlock ref, Residual residual,
+                  Destination dst, int32_t mcType, int32_t rounding)
 {
     if (anyNull(ref.data, residual.data, dst.data))
         return StatusNullPointer;
@@ -134,22 +133,14 @@ Status compensate(const std::array<SmallKernel, 16>& table, Reference ref, Resid
     return StatusOk;
 }
 
-struct ReferencePair {
-    Reference forward;
-    int32_t mcTypeF;
-    Reference backward;
-    int32_t mcTypeB;
-};
-
 Status compensate(const std::array<LargeKernelB, 32>& table, int32_t height, const ReferencePair& refs,
                   Residual residual, Destination dst, int32_t rounding)
 {
     if (anyNull(refs.forward.data, refs.backward.data, residual.data, dst.data))
         return StatusNullPointer;
     const int32_t r = rounding & 1;
-    const std::size_t entry =
-        static_cast<std::size_t>(r) + quarter(refs.mcTypeF) * 2 + quarter(refs.mcTypeB) * 8;
-    table[entry](refs.forward, refs.backward, residual, dst, r, height);
+    table[refs.entry() * 2 + static_cast<std::size_t>(r)](refs.forward, refs.backward, residual, dst, r,
+                                                          height);
     return StatusOk;
 }
 
@@ -158,8 +149,7 @@ Status compensate(const std::array<SmallKernelB, 16>& table, const ReferencePair
 {
     if (anyNull(refs.forward.data, refs.backward.data, residual.data, dst.data))
         return StatusNullPointer;
-    const std::size_t entry = quarter(refs.mcTypeF) + quarter(refs.mcTypeB) * 4;
-    table[entry](refs.forward, refs.backward, residual, dst, rounding & 1);
+    table[refs.entry()](refs.forward, refs.backward, residual, dst, rounding & 1);
     return StatusOk;
 }
 

@@ -31,4 +31,15 @@ constexpr std::size_t quarter(int32_t mcType)
     return static_cast<std::size_t>((mcType & (halfRight | halfDown)) / 4);
 }
 
+// The references of a bidirectional prediction, each with its mcType.
+struct ReferencePair {
+    SampleBlock forward;
+    int32_t mcTypeF;
+    SampleBlock backward;
+    int32_t mcTypeB;
+
+    // Index of tables of 16 by mcTypeF / 4 + mcTypeB.
+    std::size_t entry() const { return quarter(mcTypeF) + quarter(mcTypeB) * 4; }
+};
+
 } // namespace kelvcpx

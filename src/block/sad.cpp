@@ -72,7 +72,7 @@ constexpr auto squaredDifferences16x16B = []<std::size_t... i>(std::index_sequen
 Status measureWith(const MetricTable& table, SampleBlock src, SampleBlock ref, int32_t* result,
                    int32_t mcType)
 {
-    if (anyNull(src.data, ref.data) || anyNull(result))
+    if (anyNull(src.data, ref.data, result))
         return StatusNullPointer;
     *result = table[quarter(mcType)](src, ref);
     return StatusOk;
@@ -140,7 +140,7 @@ Status keliSSD4x4_8u32s_C1R(const uint8_t* pSrc, int32_t srcStep, const uint8_t*
 Status keliSAD4x4_8u32s(const uint8_t* pSrc, int32_t srcStep, const uint8_t* pRef, int32_t refStep,
                         int32_t* pSAD) noexcept
 {
-    if (anyNull(pSrc, pRef) || anyNull(pSAD))
+    if (anyNull(pSrc, pRef, pSAD))
         return StatusNullPointer;
     *pSAD = measure<AbsoluteDifferences, 4, 4, Position::full>({pSrc, srcStep}, {pRef, refStep});
     return StatusOk;
@@ -149,7 +149,7 @@ Status keliSAD4x4_8u32s(const uint8_t* pSrc, int32_t srcStep, const uint8_t* pRe
 Status keliSAD16x16Blocks8x8_8u16u(const uint8_t* pSrc, int32_t srcStep, const uint8_t* pRef, int32_t refStep,
                                    uint16_t* pDstSAD) noexcept
 {
-    if (anyNull(pSrc, pRef) || anyNull(pDstSAD))
+    if (anyNull(pSrc, pRef, pDstSAD))
         return StatusNullPointer;
     for (std::ptrdiff_t i = 0; i < 4; i++) {
         const std::ptrdiff_t x = i % 2 * 8;
@@ -163,7 +163,7 @@ Status keliSAD16x16Blocks8x8_8u16u(const uint8_t* pSrc, int32_t srcStep, const u
 Status keliSAD16x16Blocks4x4_8u16u(const uint8_t* pSrc, int32_t srcStep, const uint8_t* pRef, int32_t refStep,
                                    uint16_t* pDstSAD) noexcept
 {
-    if (anyNull(pSrc, pRef) || anyNull(pDstSAD))
+    if (anyNull(pSrc, pRef, pDstSAD))
         return StatusNullPointer;
     for (std::ptrdiff_t y = 0; y < 16; y += 4)
         sadOfBlocks4x4({pSrc + y * srcStep, srcStep}, {pRef + y * refStep, refStep}, pDstSAD + y);
@@ -180,9 +180,9 @@ Status keliSqrDiff16x16B_8u32s(const uint8_t* pSrc, int32_t srcStep, const uint8
                                int32_t mcTypeF, const uint8_t* pRefB, int32_t refStepB, int32_t mcTypeB,
                                int32_t* pSqrDiff) noexcept
 {
-    if (anyNull(pSrc, pRefF, pRefB) || anyNull(pSqrDiff))
+    if (anyNull(pSrc, pRefF, pRefB, pSqrDiff))
         return StatusNullPointer;
-    const std::size_t entry = quarter(mcTypeF) + quarter(mcTypeB) * 4;
-    *pSqrDiff = squaredDifferences16x16B[entry]({pSrc, srcStep}, {pRefF, refStepF}, {pRefB, refStepB});
+    const ReferencePair refs{{pRefF, refStepF}, mcTypeF, {pRefB, refStepB}, mcTypeB};
+    *pSqrDiff = squaredDifferences16x16B[refs.entry()]({pSrc, srcStep}, refs.forward, refs.backward);
     return StatusOk;
 }

@@ -101,7 +101,7 @@ template <int Height>
 Status varianceOfDifference(SampleBlock src, SampleBlock ref, const int32_t* srcSum, int32_t* variance,
                             int32_t* mean, int32_t mcType)
 {
-    if (anyNull(src.data, ref.data) || anyNull(srcSum, variance, mean))
+    if (anyNull(src.data, ref.data, srcSum, variance, mean))
         return StatusNullPointer;
     const DifferenceSumsKernel kernel = differenceSumsTable[quarter(mcType)];
     for (std::ptrdiff_t y = 0; y < Height; y += 8)
@@ -123,7 +123,7 @@ using namespace kelvcpx;
 
 Status keliVariance16x16_8u32s(const uint8_t* pSrc, int32_t srcStep, int32_t* pVar) noexcept
 {
-    if (anyNull(pSrc) || anyNull(pVar))
+    if (anyNull(pSrc, pVar))
         return StatusNullPointer;
     const Sums sums = sumsOf<16, 16>({pSrc, srcStep});
     *pVar = static_cast<int32_t>(sums.squares - int64_t{sums.sum} * sums.sum / 256);
@@ -132,14 +132,14 @@ Status keliVariance16x16_8u32s(const uint8_t* pSrc, int32_t srcStep, int32_t* pV
 
 Status keliVarMean8x8_8u32s_C1R(const uint8_t* pSrc, int32_t srcStep, int32_t* pVar, int32_t* pMean) noexcept
 {
-    if (anyNull(pSrc) || anyNull(pVar, pMean))
+    if (anyNull(pSrc, pVar, pMean))
         return StatusNullPointer;
     return storeVariance(sumsOf<8, 8>({pSrc, srcStep}), pVar, pMean);
 }
 
 Status keliVarMean8x8_16s32s_C1R(const int16_t* pSrc, int32_t srcStep, int32_t* pVar, int32_t* pMean) noexcept
 {
-    if (anyNull(pSrc) || anyNull(pVar, pMean))
+    if (anyNull(pSrc, pVar, pMean))
         return StatusNullPointer;
     return storeVariance(sumsOf8x8({pSrc, srcStep}), pVar, pMean);
 }
@@ -160,7 +160,7 @@ Status keliVarMeanDiff16x8_8u32s_C1R(const uint8_t* pSrc, int32_t srcStep, const
 
 Status keliMeanAbsDev16x16_8u32s_C1R(const uint8_t* pSrc, int32_t srcStep, int32_t* pMAD) noexcept
 {
-    if (anyNull(pSrc) || anyNull(pMAD))
+    if (anyNull(pSrc, pMAD))
         return StatusNullPointer;
     AbsoluteDifferences sum;
     for (std::ptrdiff_t y = 0; y < 16; y++)

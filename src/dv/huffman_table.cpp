@@ -41,7 +41,7 @@ uint32_t* allocateEntries(int64_t count)
     if (count > most)
         return nullptr;
     return reinterpret_cast<uint32_t*>(
-        kelsMalloc_8s(static_cast<int32_t>(count * int64_t{sizeof(uint32_t)})));
+        kelsMalloc_8u(static_cast<int32_t>(count * int64_t{sizeof(uint32_t)})));
 }
 
 } // namespace
@@ -71,6 +71,6 @@ Status keliFreeHuffmanTable_DV_32u(uint32_t* pHuffTable) noexcept
 {
     if (anyNull(pHuffTable))
         return StatusNullPointer;
-    keliFree(pHuffTable);
+    kelsFree(pHuffTable);
     return StatusOk;
 }

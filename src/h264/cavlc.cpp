@@ -266,8 +266,9 @@ Status decode4x4(const uint32_t** ppBitStream, int32_t* pBitOffset, uint16_t* pT
                  const int32_t* const* coeffTokenTables, const int32_t* const* totalZerosTables,
                  const int32_t* const* runBeforeTables, const int32_t* scanOrder)
 {
-    if (anyNull(ppBitStream, ppCoeffs) || anyNull(pBitOffset, pTotalCoeff, coeffTokenTables, totalZerosTables,
-                                                  runBeforeTables, scanOrder, *ppBitStream, *ppCoeffs))
+    if (anyNull(ppBitStream, ppCoeffs, pBitOffset, pTotalCoeff, coeffTokenTables, totalZerosTables,
+                runBeforeTables, scanOrder) ||
+        anyNull(*ppBitStream, *ppCoeffs))
         return StatusNullPointer;
     if ((maxNumCoeff != 15 && maxNumCoeff != 16) || nC < 0)
         return StatusOutOfRange;
@@ -289,8 +290,9 @@ Status decodeChromaDc(const uint32_t** ppBitStream, int32_t* pBitOffset, uint16_
                       Coefficient** ppCoeffs, const int32_t* coeffTokenTable,
                       const int32_t* const* totalZerosTables, const int32_t* const* runBeforeTables)
 {
-    if (anyNull(ppBitStream, ppCoeffs) || anyNull(pBitOffset, pTotalCoeff, coeffTokenTable, totalZerosTables,
-                                                  runBeforeTables, *ppBitStream, *ppCoeffs))
+    if (anyNull(ppBitStream, ppCoeffs, pBitOffset, pTotalCoeff, coeffTokenTable, totalZerosTables,
+                runBeforeTables) ||
+        anyNull(*ppBitStream, *ppCoeffs))
         return StatusNullPointer;
     const int32_t* const positions = size == 4 ? chromaDcRasterScan.data() : ChromaDC422RasterScan.data();
     return decodeBlock<size>({ppBitStream, pBitOffset}, pTotalCoeff, ppCoeffs, size, positions,
@@ -306,7 +308,7 @@ using namespace kelvcpx;
 Status keliDecodeExpGolombOne_H264_1u16s(const uint32_t** ppBitStream, int32_t* pBitOffset, int16_t* pValue,
                                          uint8_t isSigned) noexcept
 {
-    if (anyNull(ppBitStream) || anyNull(pBitOffset, pValue, *ppBitStream))
+    if (anyNull(ppBitStream, pBitOffset, pValue) || anyNull(*ppBitStream))
         return StatusNullPointer;
     if (*pBitOffset < 0 || *pBitOffset > 31)
         return StatusBadArgument;

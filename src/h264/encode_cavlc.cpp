@@ -26,8 +26,7 @@ struct CavlcBlock {
 
     bool hasNull() const
     {
-        return anyNull(trailingOnes, trailingOneSigns, totalCoeff, totalZeros) || anyNull(levels) ||
-               anyNull(runs);
+        return anyNull(trailingOnes, trailingOneSigns, totalCoeff, totalZeros, levels, runs);
     }
 };
 
@@ -74,7 +73,7 @@ Status keliEncodeCoeffsCAVLC_H264_16s(const int16_t* pCoeffs, uint8_t firstPos, 
                                       uint8_t* pRuns) noexcept
 {
     const CavlcBlock block{pTrailingOnes, pTrailingOneSigns, pTotalCoeff, pTotalZeros, pLevels, pRuns};
-    if (anyNull(pCoeffs) || anyNull(pScan) || block.hasNull())
+    if (anyNull(pCoeffs, pScan) || block.hasNull())
         return StatusNullPointer;
     if (lastPos > lastPosition || firstPos > lastPos)
         return StatusOutOfRange;

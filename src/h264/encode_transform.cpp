@@ -160,7 +160,7 @@ Status keliTransformQuantResidual_H264_16s_C1I(int16_t* pSrcDst, int32_t QP, uin
                                                uint8_t isIntra, const int16_t* pScanPos,
                                                uint8_t* pLastPos) noexcept
 {
-    if (anyNull(pSrcDst) || anyNull(pNumLevels) || anyNull(pScanPos) || anyNull(pLastPos))
+    if (anyNull(pSrcDst, pNumLevels, pScanPos, pLastPos))
         return StatusNullPointer;
     if (QP < 0 || QP > largestQp)
         return StatusOutOfRange;
@@ -179,7 +179,7 @@ Status keliTransformQuantLumaDC_H264_16s_C1I(int16_t* pSrcDst, int16_t* pTransfo
                                              uint8_t* pNumLevels, uint8_t needTransform,
                                              const int16_t* pScanPos, uint8_t* pLastPos) noexcept
 {
-    if (anyNull(pSrcDst, pTransformed) || anyNull(pNumLevels) || anyNull(pScanPos) || anyNull(pLastPos))
+    if (anyNull(pSrcDst, pTransformed, pNumLevels, pScanPos, pLastPos))
         return StatusNullPointer;
     if (QP < 0 || QP > largestQp)
         return StatusOutOfRange;
@@ -200,7 +200,7 @@ Status keliTransformQuantChromaDC_H264_16s_C1I(int16_t* pSrcDst, int16_t* pTrans
                                                uint8_t* pNumLevels, uint8_t isIntra,
                                                uint8_t needTransform) noexcept
 {
-    if (anyNull(pSrcDst, pTransformed) || anyNull(pNumLevels))
+    if (anyNull(pSrcDst, pTransformed, pNumLevels))
         return StatusNullPointer;
     if (QP < 0 || QP > largestChromaQp)
         return StatusOutOfRange;
@@ -228,7 +228,7 @@ Status keliQuantLuma8x8_H264_16s_C1(const int16_t* pSrc, int16_t* pDst, int32_t 
                                     const int16_t* pScanPos, const int16_t* pQuantScale, int32_t* pNumLevels,
                                     int32_t* pLastPos) noexcept
 {
-    if (anyNull(pSrc, pDst) || anyNull(pScanPos, pQuantScale) || anyNull(pNumLevels, pLastPos))
+    if (anyNull(pSrc, pDst, pScanPos, pQuantScale, pNumLevels, pLastPos))
         return StatusNullPointer;
     if (qpPer < 0 || qpPer > largestQp / 6)
         return StatusBadQuantizer;

@@ -153,7 +153,7 @@ Status keliDequantTransformResidualAndAdd_H264_16s_C1I(const uint8_t* pPred, int
 
 Status keliTransformPrediction_H264_8u16s_C1(const uint8_t* pSrc, int32_t srcStep, int16_t* pDst) noexcept
 {
-    if (anyNull(pSrc) || anyNull(pDst))
+    if (anyNull(pSrc, pDst))
         return StatusNullPointer;
     if (srcStep < 1)
         return StatusBadStep;
@@ -221,7 +221,7 @@ Status keliTransformLuma8x8InvAddPred_H264_16s8u_C1R(const uint8_t* pPred, int32
                                                      const int16_t* pCoeffs, uint8_t* pDst,
                                                      int32_t dstStep) noexcept
 {
-    if (anyNull(pPred, pDst) || anyNull(pCoeffs))
+    if (anyNull(pPred, pDst, pCoeffs))
         return StatusNullPointer;
     const auto c = loadCoefficients<64>(pCoeffs);
     addResidual<8>(pPred, predStep, pDst, dstStep, transformedWide(c), Depth8{});
@@ -232,7 +232,7 @@ Status keliGenScaleLevel8x8_H264_8u16s_D2(const uint8_t* pScalingMatrix, int32_t
                                           int16_t* pDequantScale, int16_t* pQuantScale,
                                           int32_t qpRem) noexcept
 {
-    if (anyNull(pScalingMatrix) || anyNull(pDequantScale, pQuantScale))
+    if (anyNull(pScalingMatrix, pDequantScale, pQuantScale))
         return StatusNullPointer;
     if (qpRem < 0 || qpRem > 5)
         return StatusBadQuantizer;
