@@ -17,6 +17,7 @@
 
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace kelvcpx::app {
@@ -26,20 +27,28 @@ namespace {
 using MakeDecoder = std::unique_ptr<VideoDecoder> (*)(const VideoStream&, DamageListener&,
                                                       const DecoderSettings&);
 
-void refuseSettings(const DecoderSettings& settings)
+// What a decoder can be asked for.
+enum class Settings { none, conversion, postprocess };
+
+void refuseOthers(const DecoderSettings& settings, Settings known)
 {
-    if (settings != DecoderSettings())
+    if (known != Settings::conversion && (settings.zoom != 1 || settings.deinterlaceWeight))
         throw UsageError("only DV can be decoded to reduced or deinterlaced pictures");
+    if (known != Settings::postprocess && settings.postprocess)
+        throw UsageError("only pictures of MPEG-4 Part 2 and H.263 can be post-processed");
 }
 
 // For codecs whose headers come in start-code units, in the packets or in front of them: nothing of a picture
 // is in the extradata.
-template <std::unique_ptr<VideoDecoder> (*make)(DamageListener&)>
+template <auto make>
 std::unique_ptr<VideoDecoder> headersFirst(const VideoStream& stream, DamageListener& listener,
                                            const DecoderSettings& settings)
 {
-    refuseSettings(settings);
-    std::unique_ptr<VideoDecoder> decoder = make(listener);
+    std::unique_ptr<VideoDecoder> decoder;
+    if constexpr (std::is_invocable_v<decltype(make), DamageListener&, const DecoderSettings&>)
+        decoder = make(listener, settings);
+    else
+        decoder = make(listener);
     if (!stream.extradata.empty()) {
         std::vector<uint8_t> headers = stream.extradata;
         headers.resize(headers.size() + Demuxer::padding);
@@ -55,26 +64,26 @@ std::unique_ptr<VideoDecoder> makeDvDecoder(const VideoStream&, DamageListener& 
 }
 
 std::unique_ptr<VideoDecoder> makeH264Decoder(const VideoStream& stream, DamageListener& listener,
-                                              const DecoderSettings& settings)
+                                              const DecoderSettings&)
 {
-    refuseSettings(settings);
     return h264::makeDecoder(stream.extradata, listener);
 }
 
 struct Codec {
     std::string_view name; // VideoStream::codec
     MakeDecoder make;
+    Settings settings = Settings::none;
 };
 
 constexpr Codec codecs[] = {
-    {"dvvideo", makeDvDecoder},
+    {"dvvideo", makeDvDecoder, Settings::conversion},
     {"h261", headersFirst<h261::makeDecoder>},
-    {"h263", headersFirst<h263::makeDecoder>},
-    {"h263p", headersFirst<h263::makeDecoder>},
+    {"h263", headersFirst<h263::makeDecoder>, Settings::postprocess},
+    {"h263p", headersFirst<h263::makeDecoder>, Settings::postprocess},
     {"h264", makeH264Decoder},
     {"mpeg1video", headersFirst<mpeg2::makeDecoder>},
     {"mpeg2video", headersFirst<mpeg2::makeDecoder>},
-    {"mpeg4", headersFirst<mpeg4::makeDecoder>},
+    {"mpeg4", headersFirst<mpeg4::makeDecoder>, Settings::postprocess},
 };
 
 using MakeEncoder = std::unique_ptr<VideoEncoder> (*)(const VideoFormat&, const EncoderSettings&);
@@ -103,8 +112,10 @@ std::unique_ptr<VideoDecoder> makeDecoder(const VideoStream& stream, DamageListe
                                           const DecoderSettings& settings)
 {
     for (const Codec& codec : codecs)
-        if (codec.name == stream.codec)
+        if (codec.name == stream.codec) {
+            refuseOthers(settings, codec.settings);
             return codec.make(stream, listener, settings);
+        }
     throw UnsupportedStream(fmt::format("there is no decoder for {} ({}), only for {}", stream.codec,
                                         stream.codecTitle, knownCodecs()));
 }

@@ -91,6 +91,8 @@ void addDecode(CLI::App& app, Command& command)
                      "Turn pictures of 4:2:2 clockwise by DEGREES and write 4:2:0")
         ->check(CLI::IsMember({0, 90, 180, 270}).description(""))
         ->type_name("DEGREES");
+    decode->add_flag("--postprocess", options->settings.postprocess,
+                     "H.263, MPEG-4: smooth block edges and ringing in what is shown");
     decode->add_option("--zoom", options->settings.zoom, "DV: pictures of 1/2, 1/4 or 1/8 of the size")
         ->check(CLI::IsMember({2, 4, 8}).description(""))
         ->type_name("2|4|8");

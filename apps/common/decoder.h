@@ -28,10 +28,14 @@ public:
     virtual void damaged(const std::string& message) = 0;
 };
 
-// What a decoder may be asked for beside the pictures as they are coded; for DV.
+// What a decoder may be asked for beside the pictures as they are coded.
 struct DecoderSettings {
+    // DV.
     int zoom = 1; // 2, 4, 8: pictures of half, a quarter, an eighth of the size
     std::optional<uint32_t> deinterlaceWeight = {}; // of a line, 0..256, against its neighbours
+
+    // H.263 and MPEG-4.
+    bool postprocess = false; // filter what is shown
 
     bool operator==(const DecoderSettings&) const = default;
 };

@@ -52,6 +52,8 @@ struct VideoFormat {
 
     int planeCount() const { return chroma == ChromaFormat::monochrome ? 1 : 3; }
     int bytesPerSample() const { return bitDepth > 8 ? 2 : 1; }
+
+    bool operator==(const VideoFormat&) const = default;
 };
 
 // True if pictures of the two formats have the same planes.

@@ -1,5 +1,6 @@
 #include "h263/decoder.h"
 
+#include "common/postfilter.h"
 #include "h263/deblocking.h"
 #include "h263/picture_decoder.h"
 #include "h263/picture_header.h"
@@ -9,6 +10,7 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace kelvcpx::app::h263 {
 namespace {
@@ -19,7 +21,9 @@ constexpr int32_t pictureStartLength = 22;
 class Decoder : public VideoDecoder
 {
 public:
-    explicit Decoder(DamageListener& listener) : listener_(listener) {}
+    Decoder(DamageListener& listener, const DecoderSettings& settings)
+        : listener_(listener), settings_(settings)
+    {}
 
     void decode(std::span<const uint8_t> packet, const PictureSink& sink) override;
     void flush(const PictureSink&) override {}
@@ -27,12 +31,14 @@ public:
 
 private:
     void decodePicture(std::size_t first, std::size_t end, const PictureSink& sink);
+    void show(const PaddedFrame& frame, const PictureSink& sink);
     void prepareFrames();
     int interval() const;
     VideoFormat videoFormat() const;
     void report(const std::string& message);
 
     DamageListener& listener_;
+    const DecoderSettings settings_;
     PaddedBytes bytes_;
     PictureContext context_;
     int previousReference_ = 0; // temporal reference of reference_
@@ -40,6 +46,7 @@ private:
     std::unique_ptr<PaddedFrame> reference_; // the picture before; null if there is none
     std::unique_ptr<PaddedFrame> target_;
     std::unique_ptr<PaddedFrame> bTarget_;
+    PostFilter postFilter_;
 };
 
 // Position of the next picture start code, a byte position in bits (5.1.1), or the end.
@@ -95,10 +102,23 @@ void Decoder::decodePicture(std::size_t first, std::size_t end, const PictureSin
         deblock(context_, *target_);
     target_->expand();
     if (header.pbFrames)
-        sink(bTarget_->view());
-    sink(target_->view());
+        show(*bTarget_, sink);
+    show(*target_, sink);
     std::swap(reference_, target_);
     previousReference_ = header.temporalReference;
+}
+
+// Both pictures of a PB-frame count as having the quantisers of the P-macroblocks.
+void Decoder::show(const PaddedFrame& frame, const PictureSink& sink)
+{
+    if (!settings_.postprocess) {
+        sink(frame.view());
+        return;
+    }
+    std::vector<uint8_t> quants;
+    for (const Macroblock& macroblock : context_.macroblocks)
+        quants.push_back(static_cast<uint8_t>(macroblock.quant));
+    sink(postFilter_.apply(frame, quants));
 }
 
 // The frames have the format of the picture; a reference of another format is none.
@@ -171,9 +191,9 @@ void Decoder::report(const std::string& message)
 
 } // namespace
 
-std::unique_ptr<VideoDecoder> makeDecoder(DamageListener& listener)
+std::unique_ptr<VideoDecoder> makeDecoder(DamageListener& listener, const DecoderSettings& settings)
 {
-    return std::make_unique<Decoder>(listener);
+    return std::make_unique<Decoder>(listener, settings);
 }
 
 } // namespace kelvcpx::app::h263

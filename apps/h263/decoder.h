@@ -9,6 +9,6 @@
 
 namespace kelvcpx::app::h263 {
 
-std::unique_ptr<VideoDecoder> makeDecoder(DamageListener& listener);
+std::unique_ptr<VideoDecoder> makeDecoder(DamageListener& listener, const DecoderSettings& settings = {});
 
 } // namespace kelvcpx::app::h263

@@ -1,5 +1,6 @@
 #include "mpeg4/decoder.h"
 
+#include "common/postfilter.h"
 #include "common/start_code.h"
 #include "h263/decoder.h"
 #include "mpeg4/headers.h"
@@ -57,7 +58,9 @@ bool startsWithShortHeader(std::span<const uint8_t> packet)
 class Decoder : public VideoDecoder
 {
 public:
-    explicit Decoder(DamageListener& listener) : listener_(listener) {}
+    Decoder(DamageListener& listener, const DecoderSettings& settings)
+        : listener_(listener), settings_(settings)
+    {}
 
     void decode(std::span<const uint8_t> packet, const PictureSink& sink) override;
     void flush(const PictureSink& sink) override;
@@ -73,11 +76,13 @@ private:
     void repeatReference(const Vop& vop, int64_t time, const PictureSink& sink);
     void finish(const FramePointer& frame, const PictureSink& sink);
     void showNewer(const PictureSink& sink);
+    void show(const Frame& frame, const PictureSink& sink);
     FramePointer newFrame();
     VideoFormat videoFormat() const;
     void report(const std::string& message);
 
     DamageListener& listener_;
+    const DecoderSettings settings_;
     std::unique_ptr<VideoDecoder> shortHeader_; // of a stream with short headers
     PaddedBytes bytes_;
 
@@ -98,12 +103,13 @@ private:
     bool reorders_ = true;                            // there may be B-VOPs: references are shown late
     FieldOrder fieldOrder_ = FieldOrder::progressive; // of the stream, by its first VOP
     std::vector<FramePointer> pool_;
+    PostFilter postFilter_;
 };
 
 void Decoder::decode(std::span<const uint8_t> packet, const PictureSink& sink)
 {
     if (shortHeader_ == nullptr && !layer_ && startsWithShortHeader(packet))
-        shortHeader_ = h263::makeDecoder(listener_);
+        shortHeader_ = h263::makeDecoder(listener_, settings_);
     if (shortHeader_ != nullptr) {
         shortHeader_->decode(packet, sink);
         return;
@@ -264,6 +270,7 @@ void Decoder::repeatReference(const Vop& vop, int64_t time, const PictureSink& s
         keliCopy_8u_C1R(from.samples, from.step, to.samples, to.step, {from.width, from.height});
     }
     std::fill(frame->motion.begin(), frame->motion.end(), MacroblockMotion{});
+    frame->quants = newer_->quants;
     frame->type = VopType::predicted;
     frame->time = time;
     finish(frame, sink);
@@ -273,7 +280,7 @@ void Decoder::finish(const FramePointer& frame, const PictureSink& sink)
 {
     if (frame->type == VopType::bidirectional) {
         reorders_ = true;
-        sink(frame->picture.view());
+        show(*frame, sink);
         return;
     }
     frame->picture.expand();
@@ -287,8 +294,13 @@ void Decoder::finish(const FramePointer& frame, const PictureSink& sink)
 void Decoder::showNewer(const PictureSink& sink)
 {
     if (newer_ != nullptr && !newerIsShown_)
-        sink(newer_->picture.view());
+        show(*newer_, sink);
     newerIsShown_ = true;
+}
+
+void Decoder::show(const Frame& frame, const PictureSink& sink)
+{
+    sink(settings_.postprocess ? postFilter_.apply(frame.picture, frame.quants) : frame.picture.view());
 }
 
 void Decoder::flush(const PictureSink& sink)
@@ -363,9 +375,9 @@ void Decoder::report(const std::string& message)
 
 } // namespace
 
-std::unique_ptr<VideoDecoder> makeDecoder(DamageListener& listener)
+std::unique_ptr<VideoDecoder> makeDecoder(DamageListener& listener, const DecoderSettings& settings)
 {
-    return std::make_unique<Decoder>(listener);
+    return std::make_unique<Decoder>(listener, settings);
 }
 
 } // namespace kelvcpx::app::mpeg4

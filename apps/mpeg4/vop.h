@@ -38,11 +38,13 @@ struct MacroblockMotion {
 
 // A VOP as a reference.
 struct Frame {
-    explicit Frame(const VideoFormat& format, std::size_t macroblocks) : picture(format), motion(macroblocks)
+    explicit Frame(const VideoFormat& format, std::size_t macroblocks)
+        : picture(format), motion(macroblocks), quants(macroblocks, 1)
     {}
 
     PaddedFrame picture;
     std::vector<MacroblockMotion> motion; // by address; of B-VOPs nobody needs it
+    std::vector<uint8_t> quants;          // by address, 1..31
     VopType type = VopType::intra;
     int64_t time = 0; // of display, in ticks
 };

@@ -123,7 +123,7 @@ Macroblock VopDecoder::start(int address)
     macroblock.address = address;
     macroblock.column = address % context_.wide();
     macroblock.row = address / context_.wide();
-    macroblock.quant = quant_;
+    setQuant(macroblock);
     MacroblockMotion& motion = context_.target->motion[static_cast<std::size_t>(address)];
     motion = {};
     motion.packet = packet_;
@@ -131,6 +131,13 @@ Macroblock VopDecoder::start(int address)
     if (macroblock.column == 0)
         motion_.resetRow();
     return macroblock;
+}
+
+// The running quantiser becomes the macroblock's.
+void VopDecoder::setQuant(Macroblock& macroblock) const
+{
+    macroblock.quant = quant_;
+    context_.target->quants[static_cast<std::size_t>(macroblock.address)] = static_cast<uint8_t>(quant_);
 }
 
 void VopDecoder::decodeMacroblock(CodeReader& reader, int address)
@@ -217,7 +224,7 @@ void VopDecoder::readQuant(CodeReader& reader, Macroblock& macroblock)
     constexpr int changes[] = {-1, -2, 1, 2};
     if (changesQuant(macroblock.type))
         quant_ = std::clamp(quant_ + changes[reader.read(2)], 1, 31);
-    macroblock.quant = quant_;
+    setQuant(macroblock);
     // The running quantiser is that of the coded macroblock before (6.3.5, intra_dc_vlc_thr).
     macroblock.separateDc = macroblock.intra && codedQuant_.value_or(quant_) < context_.vop.intraDcThreshold;
     codedQuant_ = quant_;
@@ -260,7 +267,7 @@ void VopDecoder::readBidirectional(CodeReader& reader, Macroblock& macroblock)
         macroblock.pattern = reader.read(6);
     if (type != typeDirect && macroblock.pattern != 0 && reader.readFlag()) { // dbquant
         quant_ = std::clamp(quant_ + (reader.readFlag() ? 2 : -2), 1, 31);
-        macroblock.quant = quant_;
+        setQuant(macroblock);
     }
     if (context_.layer.interlaced)
         readFieldModes(reader, macroblock, type);

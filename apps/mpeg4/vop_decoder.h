@@ -39,6 +39,7 @@ private:
 
     // Their parts, and in which order they come.
     Macroblock start(int address);
+    void setQuant(Macroblock& macroblock) const;
     bool readCoded(CodeReader& reader, Macroblock& macroblock);
     void readType(CodeReader& reader, Macroblock& macroblock);
     void readMotion(CodeReader& reader, Macroblock& macroblock);

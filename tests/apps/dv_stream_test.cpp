@@ -56,22 +56,6 @@ Frame as422(Frame frame)
     return frame;
 }
 
-DecodedStream decodeWith(const fs::path& path, const app::DecoderSettings& settings)
-{
-    struct Log : app::DamageListener {
-        std::vector<std::string> messages;
-        void damaged(const std::string& message) override { messages.push_back(message); }
-    } log;
-    app::Demuxer demuxer(path.string());
-    const auto decoder = app::makeDecoder(demuxer.stream(), log, settings);
-    DecodedStream result;
-    while (const auto packet = demuxer.read())
-        decoder->decode(packet->data,
-                        [&](const app::PictureView& picture) { result.frames.push_back(copyOf(picture)); });
-    result.damage = log.messages;
-    return result;
-}
-
 std::string content(const fs::path& path)
 {
     std::ifstream in(path, std::ios::binary);
@@ -147,7 +131,7 @@ TEST_P(DvStreams, DecodeToReducedPictures)
 {
     const Frame full = decodeInProcess(clip()).frames.at(1);
     for (const int zoom : {2, 4, 8}) {
-        const DecodedStream reduced = decodeWith(clip(), {.zoom = zoom});
+        const DecodedStream reduced = decodeInProcess(clip(), {.zoom = zoom});
         ASSERT_EQ(reduced.frames.size(), 4U);
         const Frame& frame = reduced.frames[1];
         ASSERT_EQ(frame.format.width, full.format.width / zoom);
@@ -198,9 +182,10 @@ TEST(DvDeinterlacing, FiltersEveryPlane)
                                                "tinterlace=interleave_bottom -frames:v 2 -pix_fmt yuv411p "
                                                "-c:v dvvideo -flags +ildct");
     for (const int zoom : {1, 8}) {
-        const Frame plain = decodeWith(clip, {.zoom = zoom}).frames.at(1);
+        const Frame plain = decodeInProcess(clip, {.zoom = zoom}).frames.at(1);
         constexpr int weight = 101;
-        const Frame filtered = decodeWith(clip, {.zoom = zoom, .deinterlaceWeight = weight}).frames.at(1);
+        const Frame filtered =
+            decodeInProcess(clip, {.zoom = zoom, .deinterlaceWeight = weight}).frames.at(1);
         Frame expected = plain;
         for (std::size_t plane = 0; plane < 3; plane++) {
             const auto width = static_cast<std::size_t>(planeWidth(plain.format, static_cast<int>(plane)));

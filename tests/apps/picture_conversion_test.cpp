@@ -138,6 +138,7 @@ TEST(Preview, RefusesWhatItCannotDo)
     EXPECT_EQ(decode("--rotate 45"), 2);
     EXPECT_EQ(decode("--rotate 90"), 1); // 4:2:0
     EXPECT_EQ(decode("--zoom 2"), 2);
+    EXPECT_EQ(decode("--postprocess"), 2);
     EXPECT_EQ(decode("--deinterlace 300"), 2);
 }
 

@@ -137,7 +137,9 @@ void describeDifference(const Frame& frame, const Frame& expected, std::size_t p
 class Collector : public DamageListener
 {
 public:
-    explicit Collector(const VideoStream& stream) : decoder_(makeDecoder(stream, *this)) {}
+    explicit Collector(const VideoStream& stream, const DecoderSettings& settings = {})
+        : decoder_(makeDecoder(stream, *this, settings))
+    {}
 
     void damaged(const std::string& message) override { result_.damage.push_back(message); }
     void decode(std::span<const uint8_t> packet) { decoder_->decode(packet, sink_); }
@@ -223,10 +225,10 @@ std::vector<Frame> parseY4m(const std::string& bytes)
     return frames;
 }
 
-DecodedStream decodeInProcess(const std::filesystem::path& path)
+DecodedStream decodeInProcess(const std::filesystem::path& path, const app::DecoderSettings& settings)
 {
     Demuxer demuxer(path.string());
-    Collector collector(demuxer.stream());
+    Collector collector(demuxer.stream(), settings);
     while (const auto packet = demuxer.read())
         collector.decode(packet->data);
     return collector.finish();

@@ -1,6 +1,7 @@
 // Decoded pictures in memory, and how far two of them differ.
 #pragma once
 
+#include "common/decoder.h"
 #include "common/picture.h"
 
 #include <array>
@@ -35,7 +36,7 @@ struct DecodedStream {
 };
 
 // Demultiplexes a file and decodes it with the decoder of its codec, in this process.
-DecodedStream decodeInProcess(const std::filesystem::path& path);
+DecodedStream decodeInProcess(const std::filesystem::path& path, const app::DecoderSettings& settings = {});
 
 // Decodes an elementary stream, in one piece.
 DecodedStream decodeInProcess(const std::string& codec, std::span<const uint8_t> bytes);
