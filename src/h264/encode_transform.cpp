@@ -162,7 +162,7 @@ Status keliTransformQuantResidual_H264_16s_C1I(int16_t* pSrcDst, int32_t QP, uin
 {
     if (anyNull(pSrcDst, pNumLevels, pScanPos, pLastPos))
         return StatusNullPointer;
-    if (QP < 0 || QP > largestQp)
+    if (!isQp(QP))
         return StatusOutOfRange;
     const auto c = forwardTransformed(loadUnaligned<Lanes<2>>(pSrcDst));
     const auto levels = quantise(c, factorsOf(QP), Rounding::of4x4(QP / 6 + 15, isIntra != 0));
@@ -181,7 +181,7 @@ Status keliTransformQuantLumaDC_H264_16s_C1I(int16_t* pSrcDst, int16_t* pTransfo
 {
     if (anyNull(pSrcDst, pTransformed, pNumLevels, pScanPos, pLastPos))
         return StatusNullPointer;
-    if (QP < 0 || QP > largestQp)
+    if (!isQp(QP))
         return StatusOutOfRange;
     if (needTransform != 0)
         storeUnaligned(pTransformed, halvedHadamard(loadUnaligned<Lanes<2>>(pSrcDst)));
@@ -202,7 +202,7 @@ Status keliTransformQuantChromaDC_H264_16s_C1I(int16_t* pSrcDst, int16_t* pTrans
 {
     if (anyNull(pSrcDst, pTransformed, pNumLevels))
         return StatusNullPointer;
-    if (QP < 0 || QP > largestChromaQp)
+    if (!isChromaQp(QP))
         return StatusOutOfRange;
     if (needTransform != 0)
         storeUnaligned(pTransformed, Chroma420::transformDc(pSrcDst));

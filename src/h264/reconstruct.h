@@ -21,6 +21,16 @@ namespace kelvcpx::h264 {
 constexpr int32_t largestQp = 51; // of 8-bit samples
 constexpr int32_t largestChromaQp = 39;
 
+constexpr bool isQp(int32_t qp)
+{
+    return qp >= 0 && qp <= largestQp;
+}
+
+constexpr bool isChromaQp(int32_t qp)
+{
+    return qp >= 0 && qp <= largestChromaQp;
+}
+
 // The standard's QpBdOffset: how much larger quantisers become with the bit depth.
 template <class Depth>
 constexpr int32_t qpOffset(const Depth& depth)

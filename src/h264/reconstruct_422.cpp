@@ -1,5 +1,6 @@
 // Chroma of 4:2:2 pictures, whatever their bit depth.
 
+#include "h264/macroblock_checks.h"
 #include "h264/records.h"
 
 namespace kelvcpx::h264 {
@@ -15,9 +16,8 @@ constexpr uint64_t joined(uint32_t cbpLow, uint32_t cbpHigh)
 Status checkReserved(int16_t** ppSrcCoeff, const uint8_t* pSrcDstCb, const uint8_t* pSrcDstCr,
                      const int16_t* pLevelScaleCb, const int16_t* pLevelScaleCr)
 {
-    const bool null =
-        anyNull(ppSrcCoeff, pSrcDstCb, pSrcDstCr, pLevelScaleCb, pLevelScaleCr) || anyNull(*ppSrcCoeff);
-    return null ? StatusNullPointer : StatusOk;
+    return hasNull(ppSrcCoeff, pSrcDstCb, pSrcDstCr, pLevelScaleCb, pLevelScaleCr) ? StatusNullPointer
+                                                                                   : StatusOk;
 }
 
 } // namespace

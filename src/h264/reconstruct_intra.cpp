@@ -1,6 +1,6 @@
 // Intra macroblocks of 8-bit 4:2:0 pictures: predicted and completed by the residual block by block.
 
-#include "core/arguments.h"
+#include "h264/macroblock_checks.h"
 #include "h264/records.h"
 
 #include <kelvcpx/h264_residual.h>
@@ -12,11 +12,11 @@ namespace {
 Status check(int16_t** ppSrcCoeff, const uint8_t* pSrcDst, const uint32_t* pIntraModes, int32_t srcDstStep,
              int32_t QP)
 {
-    if (anyNull(ppSrcCoeff, pSrcDst, pIntraModes) || anyNull(*ppSrcCoeff))
+    if (hasNull(ppSrcCoeff, pSrcDst, pIntraModes))
         return StatusNullPointer;
     if (srcDstStep < 1)
         return StatusBadStep;
-    return QP < 0 || QP > largestQp ? StatusOutOfRange : StatusOk;
+    return isQp(QP) ? StatusOk : StatusOutOfRange;
 }
 
 // Intra_4x4 with the default scaling.
@@ -103,9 +103,9 @@ Status keliReconstructLumaIntra16x16MB_H264_16s8u_C1R(int16_t** ppSrcCoeff, uint
                                                       int32_t srcDstStep, uint32_t mode, uint32_t cbp,
                                                       int32_t QP, uint8_t edgeFlags) noexcept
 {
-    if (anyNull(ppSrcCoeff, pSrcDst) || anyNull(*ppSrcCoeff))
+    if (hasNull(ppSrcCoeff, pSrcDst))
         return StatusNullPointer;
-    if (QP < 0 || QP > largestQp)
+    if (!isQp(QP))
         return StatusOutOfRange;
     return reconstructIntra16x16<Depth8>(ppSrcCoeff, {pSrcDst, srcDstStep}, mode, cbp, edgeFlags,
                                          DefaultScaling(QP), {});
@@ -116,11 +116,11 @@ Status keliReconstructLumaIntra_16x16MB_H264_16s8u_C1R(int16_t** ppSrcCoeff, uin
                                                        int32_t QP, uint8_t edgeFlags,
                                                        const int16_t* pLevelScale, uint8_t bypass) noexcept
 {
-    if (anyNull(ppSrcCoeff, pSrcDst, pLevelScale) || anyNull(*ppSrcCoeff))
+    if (hasNull(ppSrcCoeff, pSrcDst, pLevelScale))
         return StatusNullPointer;
     if (srcDstStep < 1)
         return StatusBadStep;
-    if (QP < 0 || QP > largestQp)
+    if (!isQp(QP))
         return StatusOutOfRange;
     return reconstructIntra16x16<Depth8>(ppSrcCoeff, {pSrcDst, srcDstStep}, mode, cbp, edgeFlags,
                                          LevelScaling(pLevelScale, QP, bypass != 0), {});
@@ -130,18 +130,15 @@ Status keliReconstructChromaIntraMB_H264_16s8u_P2R(int16_t** ppSrcCoeff, uint8_t
                                                    uint8_t* pSrcDstCr, int32_t srcDstStep, uint32_t mode,
                                                    uint32_t cbp, int32_t QPc, uint8_t edgeFlags) noexcept
 {
-    if (anyNull(ppSrcCoeff, pSrcDstCb, pSrcDstCr) || anyNull(*ppSrcCoeff))
-        return StatusNullPointer;
-    if (srcDstStep == 0)
-        return StatusBadStep;
-    if (QPc < 0 || QPc > largestChromaQp)
-        return StatusOutOfRange;
+    if (const Status status = checkChroma(ppSrcCoeff, srcDstStep, QPc, QPc, pSrcDstCb, pSrcDstCr);
+        status != StatusOk)
+        return status;
     const Status status = predictChromaComponents<Chroma420, Depth8>(
         {pSrcDstCb, srcDstStep}, {pSrcDstCr, srcDstStep}, mode, edgeFlags, {});
-    if (status != StatusOk)
-        return status;
-    return keliReconstructChromaInterMB_H264_16s8u_P2R(ppSrcCoeff, pSrcDstCb, pSrcDstCr, srcDstStep, cbp,
-                                                       QPc);
+    if (status == StatusOk)
+        reconstructChroma<Chroma420>(ppSrcCoeff, pSrcDstCb, pSrcDstCr, srcDstStep, cbp, DefaultScaling(QPc),
+                                     DefaultScaling(QPc));
+    return status;
 }
 
 Status keliReconstructChromaIntra4x4MB_H264_16s8u_P2R(int16_t** ppSrcCoeff, uint8_t* pSrcDstCb,
@@ -150,18 +147,17 @@ Status keliReconstructChromaIntra4x4MB_H264_16s8u_P2R(int16_t** ppSrcCoeff, uint
                                                       uint8_t edgeFlags, const int16_t* pLevelScaleCb,
                                                       const int16_t* pLevelScaleCr, uint8_t bypass) noexcept
 {
-    if (anyNull(ppSrcCoeff, pSrcDstCb, pSrcDstCr, pLevelScaleCb, pLevelScaleCr) || anyNull(*ppSrcCoeff))
-        return StatusNullPointer;
-    if (srcDstStep == 0)
-        return StatusBadStep;
-    if (QPcb < 0 || QPcb > largestChromaQp || QPcr < 0 || QPcr > largestChromaQp)
-        return StatusOutOfRange;
+    if (const Status status = checkChroma(ppSrcCoeff, srcDstStep, QPcb, QPcr, pSrcDstCb, pSrcDstCr,
+                                          pLevelScaleCb, pLevelScaleCr);
+        status != StatusOk)
+        return status;
     const Status status = predictChromaComponents<Chroma420, Depth8>(
         {pSrcDstCb, srcDstStep}, {pSrcDstCr, srcDstStep}, mode, edgeFlags, {});
-    if (status != StatusOk)
-        return status;
-    return keliReconstructChromaInter4x4MB_H264_16s8u_P2R(ppSrcCoeff, pSrcDstCb, pSrcDstCr, srcDstStep, cbp,
-                                                          QPcb, QPcr, pLevelScaleCb, pLevelScaleCr, bypass);
+    if (status == StatusOk)
+        reconstructChroma<Chroma420>(ppSrcCoeff, pSrcDstCb, pSrcDstCr, srcDstStep, cbp,
+                                     LevelScaling(pLevelScaleCb, QPcb, bypass != 0),
+                                     LevelScaling(pLevelScaleCr, QPcr, bypass != 0));
+    return status;
 }
 
 Status keliReconstructChromaIntraHalfsMB_H264_16s8u_P2R(int16_t** ppSrcCoeff, uint8_t* pSrcDstCb,
@@ -169,11 +165,11 @@ Status keliReconstructChromaIntraHalfsMB_H264_16s8u_P2R(int16_t** ppSrcCoeff, ui
                                                         uint32_t cbp, int32_t QPc, uint8_t edgeFlagsUpper,
                                                         uint8_t edgeFlagsLower) noexcept
 {
-    if (anyNull(ppSrcCoeff, pSrcDstCb, pSrcDstCr) || anyNull(*ppSrcCoeff))
+    if (hasNull(ppSrcCoeff, pSrcDstCb, pSrcDstCr))
         return StatusNullPointer;
     if (srcDstStep == 0)
         return StatusBadStep;
-    if (QPc < 0 || QPc > largestQp)
+    if (!isQp(QPc))
         return StatusOutOfRange;
     const Status status = predictChromaHalves<Chroma420, Depth8>(
         {pSrcDstCb, srcDstStep}, {pSrcDstCr, srcDstStep}, mode, edgeFlagsUpper, edgeFlagsLower, {});
@@ -210,11 +206,11 @@ Status keliReconstructChromaIntraHalves4x4MB_H264_16s8u_P2R(int16_t** ppSrcCoeff
                                                             int32_t QPcr, uint8_t edgeFlagsUpper,
                                                             uint8_t edgeFlagsLower) noexcept
 {
-    if (anyNull(ppSrcCoeff, pSrcDstCb, pSrcDstCr) || anyNull(*ppSrcCoeff))
+    if (hasNull(ppSrcCoeff, pSrcDstCb, pSrcDstCr))
         return StatusNullPointer;
     if (srcDstStep < 1)
         return StatusBadStep;
-    if (QPcb < 0 || QPcb > largestChromaQp || QPcr < 0 || QPcr > largestChromaQp)
+    if (!isChromaQp(QPcb) || !isChromaQp(QPcr))
         return StatusOutOfRange;
     const Status status = predictChromaHalves<Chroma420, Depth8>(
         {pSrcDstCb, srcDstStep}, {pSrcDstCr, srcDstStep}, mode, edgeFlagsUpper, edgeFlagsLower, {});

@@ -20,11 +20,6 @@
 namespace kelvcpx::h264 {
 namespace {
 
-constexpr bool isQp(int32_t qp)
-{
-    return qp >= 0 && qp <= largestQp;
-}
-
 // The residual of a 4x4 block, whose DC may come from elsewhere.
 Coefficients<16, int16_t> residualOf(const Coefficients<16, int16_t>& c, const int16_t* dc, int32_t qp)
 {
