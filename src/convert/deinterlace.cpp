@@ -1,7 +1,7 @@
 // De-interlacing by a vertical filter of three taps.
 
 #include "core/arguments.h"
-#include "core/memory.h"
+#include "core/copy.h"
 #include "core/rows.h"
 
 #include <kelvcpx/convert.h>

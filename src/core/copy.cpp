@@ -1,5 +1,6 @@
+#include "core/copy.h"
+
 #include "core/arguments.h"
-#include "core/memory.h"
 #include "core/rows.h"
 
 #include <kelvcpx/core.h>
