@@ -427,7 +427,7 @@ KEL_API Status keliWeightedAverage_H264_8u_C1IR(const uint8_t* pSrc1, uint8_t* p
  *
  * A line of samples across an edge, p3 p2 p1 p0 | q0 q1 q2 q3, is filtered if its bS is not 0, |p0 - q0| <
  * alpha, |p1 - p0| < beta and |q1 - q0| < beta (8.7.2.2). A bS of 4 filters as in 8.7.2.4, any other as in
- * 8.7.2.3, with values above 4 like 1 to 3. tC is formed in 16 bits, for chroma of 8-bit samples in 8 bits.
+ * 8.7.2.3, with values above 4 like 3. tC is formed in 16 bits, for chroma of 8-bit samples in 8 bits.
  * Samples that the filter does not move are not clipped either.
  *
  * @par Edges
@@ -450,8 +450,8 @@ KEL_API Status keliWeightedAverage_H264_8u_C1IR(const uint8_t* pSrc1, uint8_t* p
  * | chroma `MBAFF`                | 0              | 4     | n           | n           | its segment        |
  *
  * The horizontal edges of chroma look only at the first bS of an edge for the strong filter. If it is 4, all
- * eight columns are filtered with it, whatever the other entries are; if not, a 4 among them counts like 1 to
- * 3. In 4:2:0 that holds for the first edge; in the second one every bS of 4 counts like 1 to 3.
+ * eight columns are filtered with it, whatever the other entries are; if not, a 4 among them counts like 3.
+ * In 4:2:0 that holds for the first edge; in the second one every bS of 4 counts like 3.
  *
  * `pThresholds` has 16 entries for luma and for the horizontal edges of 4:2:2 chroma, 8 for other chroma, 4
  * for `MBAFF`. `MBAFF` reads 4 entries of `pBs`.

@@ -82,10 +82,10 @@ KEL_API Status keliQuantInterInit_MPEG4(const uint8_t* pQuantMatrix, QuantSpec* 
  * that is not coded should not get here.
  *
  * @param pSrcDst         64 levels, replaced by coefficients
- * @param indxLastNonZero largest raster index that may hold a level other than 0, 63 if in doubt; those
- *                        behind it are left as they are and do not count in the sum. Above 63 is taken for
- *                        63. Below 1 an intra block is its DC alone, and the first method sets the
- *                        coefficient at index 63 to 1 if the DC is even.
+ * @param indxLastNonZero largest raster index that may hold a level other than 0, 63 if in doubt (more than
+ *                        that counts as 63); those behind it are left as they are and do not count in the
+ *                        sum. Below 1 an intra block is its DC alone, and the first method sets the
+ *                        coefficient at index 63 to 1 if the DC is even
  * @param pSpec           inverse record for intra or inter blocks
  * @param QP              quantiser_scale, 1..2^(b - 3) - 1: up to 31 for 8 bits
  * @param blockType       0 luminance, other values chrominance
