@@ -30,10 +30,14 @@ U8x16 gatherRows(const uint8_t* p, std::ptrdiff_t step)
     static_assert(Bytes * Rows <= 16);
     if constexpr (Bytes == 16) {
         return loadUnaligned<U8x16>(p);
-    } else if constexpr (Bytes == 4 && Rows == 4) {
-        // GCC makes a detour to set four lanes one by one.
-        const auto row = [=](std::ptrdiff_t y) { return loadUnaligned<uint32_t>(p + y * step); };
-        return std::bit_cast<U8x16>(U32x4{row(0), row(1), row(2), row(3)});
+    } else if constexpr (Bytes * Rows == 16 && Bytes >= 4) {
+        // GCC makes a detour through memory to set lanes one by one.
+        using Row = detail::Unsigned<Bytes>;
+        const auto row = [=](std::ptrdiff_t y) { return loadUnaligned<Row>(p + y * step); };
+        if constexpr (Rows == 2)
+            return std::bit_cast<U8x16>(Vec16<Row>{row(0), row(1)});
+        else
+            return std::bit_cast<U8x16>(Vec16<Row>{row(0), row(1), row(2), row(3)});
     } else {
         using Row = detail::Unsigned<Bytes>;
         Vec16<Row> rows{};
