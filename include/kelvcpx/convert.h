@@ -110,10 +110,11 @@ KEL_API Status keliYCrCb422ToYCbCr422_ZoomOut8_5MBDV_16s8u_P3C2R(const int16_t**
  * @param pSrc     `C2P3R`: top left pair of pixels of a packed picture: four bytes for two pixels, in the
  *                 order Cb, Y, Cr, Y; `P3R`: the planes of Cb, Y and Cr
  * @param srcStep  `C2P3R`: distance in bytes between rows of the source; `P3R`: the distances of the planes
- *                 of Cb, Y and Cr; not checked
+ *                 of Cb, Y and Cr; not checked, nor is the array
  * @param roiSize  size of the source in pixels, each side at least 2
  * @param pDst     the planes of Y, Cb and Cr
- * @param dstStep  distances in bytes between rows of the planes of Y, Cb and Cr; not checked
+ * @param dstStep  distances in bytes between rows of the planes of Y, Cb and Cr; not checked, nor is the
+ *                 array
  * @param rotation see above
  *
  * @retval StatusOk          done
@@ -200,7 +201,7 @@ KEL_API Status keliDeinterlaceFilterTriangle_8u_C1R(const uint8_t* pSrc, int32_t
  * @param factor        2, 4 or 8
  * @param interpolation 1 first samples, 2 means
  * @param rgb555        0: B | G << 5 | R << 11 with 5, 6 and 5 bits; else B | G << 5 | R << 10 with 5 bits
- * each
+ *                      each
  * @param rotation      0..3, as for keliCbYCr422ToYCbCr420_Rotate_8u_C2P3R(), after the reduction
  *
  * @retval StatusOk               done

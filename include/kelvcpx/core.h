@@ -91,7 +91,7 @@ KEL_API Status kelsCopy_16s(const int16_t* pSrc, int16_t* pDst, int32_t len) KEL
  * @param pSrc    top left source byte
  * @param srcStep distance in bytes between rows of the source; not checked, may be 0 or negative
  * @param pDst    top left destination byte; `roiSize.width` bytes in each of `roiSize.height` rows are
- * written
+ *                written
  * @param dstStep distance in bytes between rows of the destination; not checked, may be 0 or negative
  * @param roiSize width and height of the region in bytes and rows, each at least 1
  *

@@ -209,7 +209,8 @@ KEL_API Status keliSAD16x16Blocks4x4_8u16u(const uint8_t* pSrc, int32_t srcStep,
  * @param pSrcSum sums of the samples of the 8x8 blocks of the current block, in raster order: 4 values, or 2
  *                for 16x8
  * @param pVar    receives the variance; of VarMeanDiff 4 values, or 2 for 16x8
- * @param pMean   receives the mean, likewise
+ * @param pMean   receives the mean times 64 (VarMean8x8), or 4 or 2 means of the difference times 8
+ *                (VarMeanDiff)
  * @param pMAD    receives the mean absolute deviation times 256
  * @param mcType  half-sample position in the reference
  *

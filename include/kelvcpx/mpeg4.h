@@ -185,7 +185,7 @@ KEL_API Status keliDecodeDCIntra_MPEG4_1u16s(const uint8_t** ppBitStream, int32_
  * @param pIndxLastNonZero receives the scan position of the last level
  * @param rvlcFlag         0 ordinary codes, other values reversible ones
  * @param useIntraDCVlc    other than 0 if the DC has a code of its own, and the first level is at scan
- * position 1 or later; 0 if it is coded like the others
+ *                         position 1 or later; 0 if it is coded like the others
  * @param scan             see above
  * @param pSpec            inverse record for inter blocks
  * @param QP               quantiser_scale, 1..2^(b - 3) - 1 for b bits a sample
@@ -235,7 +235,7 @@ KEL_API Status keliReconstructCoeffsInter_MPEG4_1u16s(const uint8_t** ppBitStrea
  *                         `pCoef[0]`.
  * @param pIndxLastNonZero receives the scan position of the last level
  * @param useIntraDCVlc    other than 0 if the DC has a code of its own, and the first level is at scan
- * position 1 or later; 0 if it is coded like the others
+ *                         position 1 or later; 0 if it is coded like the others
  *
  * @retval StatusOk           decoded
  * @retval StatusNullPointer  a pointer, or the stream pointer, is null
@@ -270,11 +270,11 @@ KEL_API Status keliDecodeCoeffsInterRVLCBack_MPEG4_1u16s(const uint8_t** ppBitSt
  * @param blockType     1 chrominance, other values luminance
  * @param countNonZero  how many levels other than 0 to write, at least 1 and at most 64, or 63 with
  *                      `useIntraDCVlc`. The last of them ends the block; levels behind it are left out. If
- * the block has fewer it is written without an end.
+ *                      the block has fewer it is written without an end.
  * @param rvlcFlag      0 ordinary codes, other values reversible ones
  * @param useIntraDCVlc other than 0 if the DC has a code of its own, 0 if it is coded like the others
  * @param scan          1 alternate vertical; for intra blocks 2 alternate horizontal and -1 none, if the
- * levels are in scan order already; other values zigzag
+ *                      levels are in scan order already; other values zigzag
  *
  * @retval StatusOk           written
  * @retval StatusNullPointer  a pointer, or the stream pointer, is null

@@ -145,7 +145,7 @@ typedef struct WarpSpec WarpSpec;
  * @param roundingType     rounding control in bit 0 (vop_rounding_type); 0 for static sprites, whatever it is
  * @param quarterSample    not 0: keliCalcGlobalMV_MPEG4() gives vectors in quarter samples
  * @param fcode            vop_fcode_forward, 1..7: global vectors are within -(16 << fcode)..(16 << fcode) -
- * 1
+ *                         1
  * @param pSpriteRect      the reference: its luma is at these coordinates of the picture; its chroma at half
  *                         of them, towards zero, with half the size, rounded up
  * @param pVopRect         the VOP whose corners the points are

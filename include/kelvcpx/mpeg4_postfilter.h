@@ -94,7 +94,7 @@ KEL_API Status keliFilterDeringingThreshold_MPEG4_8u_P3R(const uint8_t* pSrcY, i
  *
  * @param pSrc      top left sample of the block. With QP above 1, the samples round the block are read too,
  *                  one on every side and at every corner; at the border of a picture the caller provides
- * them.
+ *                  them.
  * @param srcStep   distance in bytes between rows of the source; not checked
  * @param pDst      top left destination sample; the block is written, and must not overlap what is read
  * @param dstStep   distance in bytes between rows of the destination; not checked
