@@ -18,7 +18,7 @@
  *
  * Reorder the 64 coefficients of a block between raster order (8 * row + column) and the order of a scan
  * (7.3). `scanType` is 1 for the alternate scan (alternate-vertical in ISO/IEC 14496-2), 2 for its transpose
- * (alternate-horizontal), and not 0 for the zigzag scan.
+ * (alternate-horizontal), and anything else for the zigzag scan.
  *
  * keliScanFwd_16s_C1() stops when it has met `countNonZero` coefficients that are not zero; those behind
  * count as zero. From 20 on the whole block is reordered, whatever it holds. keliScanInv_16s_C1() ignores
