@@ -101,6 +101,7 @@ static void parseSequenceHeader(Cursor cursor)
 static void parseExtension(Cursor cursor)
 {
     const int identifier = get(&cursor, 4);
+    refuse(identifier == 3, "the picture has quantiser matrices of its own");
     if (identifier == 1) {
         get(&cursor, 8);
         refuse(!get(&cursor, 1), "the sequence is interlaced");

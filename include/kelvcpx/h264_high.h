@@ -130,7 +130,7 @@ typedef struct BlockReconParams8u {
  * @retval StatusOutOfRange      QP is outside its range, or else a mode is above 8 (Intra_16x16: above 3).
  *                               The modes of 4x4 and 8x8 blocks are checked when their turn comes: the blocks
  *                               before a wrong one are reconstructed
- * @retval StatusBadIntraMode    the mode of Intra_16x16 needs a missing neighbour
+ * @retval StatusBadIntraMode    `mode` needs a missing neighbour
  * @{
  */
 KEL_API Status keliReconstructLumaIntra16x16_H264High_32s16u_IP1R(const BlockReconParams* pParams,

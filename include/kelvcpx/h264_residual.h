@@ -320,7 +320,7 @@ KEL_API Status keliPredictIntraChroma8x8_H264_8u_C1IR(uint8_t* pSrcDst, int32_t 
  * @retval StatusOutOfRange      QP is outside 0..51, or else a mode is above 8 (Intra_16x16: above 3). The
  *                               modes of 4x4 and 8x8 blocks are checked when their turn comes: the blocks
  *                               before a wrong one are reconstructed
- * @retval StatusBadIntraMode    the mode of Intra_16x16 needs a missing neighbour
+ * @retval StatusBadIntraMode    `mode` needs a missing neighbour
  * @{
  */
 KEL_API Status keliReconstructLumaIntraMB_H264_16s8u_C1R(int16_t** ppSrcCoeff, uint8_t* pSrcDst,

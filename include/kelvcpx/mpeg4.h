@@ -46,7 +46,7 @@ typedef struct QuantSpec QuantSpec;
  * @retval StatusOk           the size is reported, or the record is ready
  * @retval StatusNullPointer  `pSpecSize` or `pSpec` is null
  * @retval StatusOutOfRange   `bitsPerPixel` is outside 4..12 (inverse Init)
- * @retval StatusBadQuantizer a weight is 0
+ * @retval StatusBadQuantizer a weight of `pQuantMatrix` is 0
  * @{
  */
 KEL_API Status keliQuantInvIntraGetSize_MPEG4(int32_t* pSpecSize) KEL_NOEXCEPT;
@@ -92,7 +92,7 @@ KEL_API Status keliQuantInterInit_MPEG4(const uint8_t* pQuantMatrix, QuantSpec* 
  *
  * @retval StatusOk           done
  * @retval StatusNullPointer  `pSrcDst` or `pSpec` is null
- * @retval StatusBadContext   the record is not an inverse one of the right kind
+ * @retval StatusBadContext   `pSpec` is not an inverse record of the right kind
  * @retval StatusBadQuantizer `QP` is outside its range
  * @{
  */
@@ -127,7 +127,7 @@ KEL_API Status keliQuantInvInter_MPEG4_16s_C1I(int16_t* pSrcDst, int32_t indxLas
  *
  * @retval StatusOk           done
  * @retval StatusNullPointer  a pointer is null
- * @retval StatusBadContext   the record is not a forward one of the right kind
+ * @retval StatusBadContext   `pSpec` is not a forward record of the right kind
  * @retval StatusBadQuantizer `QP` is outside its range, or the record's depth is outside 4..12
  * @{
  */
@@ -193,15 +193,14 @@ KEL_API Status keliDecodeDCIntra_MPEG4_1u16s(const uint8_t** ppBitStream, int32_
  * @retval StatusOk           decoded
  * @retval StatusNullPointer  a pointer, or the stream pointer, is null
  * @retval StatusBadBitOffset the bit offset is outside 0..7
- * @retval StatusBadContext   the record is not an inverse one for inter blocks
+ * @retval StatusBadContext   `pSpec` is not an inverse record for inter blocks
  * @retval StatusBadQuantizer `QP` is outside its range
  * @retval StatusBadVlcCode   an invalid code, a missing marker bit, or a level beyond scan position 63: the
  *                            cursor has not moved, `pCoef` holds the levels (or coefficients) so far and
  *                            `*pIndxLastNonZero` the position that was reached, above 63 in the last case
  *
- * Record and `QP` are checked, in this order, after the cursor and before anything is written; with
- * reversible codes not before the block is decoded, so that it holds levels and the cursor has moved if they
- * are wrong.
+ * With reversible codes `pSpec` and `QP` are not checked before the block is decoded: it holds levels and the
+ * cursor has moved if they are wrong.
  * @{
  */
 KEL_API Status keliDecodeCoeffsIntra_MPEG4_1u16s(const uint8_t** ppBitStream, int32_t* pBitOffset,

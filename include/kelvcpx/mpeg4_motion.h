@@ -155,7 +155,7 @@ typedef struct WarpSpec WarpSpec;
  *                           checks, `pDU` or `pDV` is null and there is a point. The buffer is left as it is.
  * @retval StatusOutOfRange  `numWarpingPoints` is outside 0..4, or 4 and `spriteType` is not 1;
  *                           `warpingAccuracy` is outside 0..3 or `fcode` outside 1..7
- * @retval StatusBadSize     the width or the height of a rectangle is below 1
+ * @retval StatusBadSize     the width or the height of `pSpriteRect` or `pVopRect` is below 1
  * @{
  */
 KEL_API Status keliWarpGetSize_MPEG4(int32_t* pSpecSize) KEL_NOEXCEPT;
