@@ -349,63 +349,83 @@ void VopDecoder::decodeTextures(CodeReader& reader, const std::vector<Macroblock
             reconstruct(reader, macroblocks[done]);
             if (reader.pastEnd())
                 throw DamagedUnit("a video packet is cut off");
-            decoded_[static_cast<std::size_t>(macroblocks[done].address)] = true;
+            setDecoded(macroblocks[done], true);
         }
     } catch (const DamagedUnit&) {
-        std::size_t behind = macroblocks.size();
-        if (context_.layer.reversibleCodes)
-            behind = decodeBackward(reader, textures, macroblocks, done);
-        for (std::size_t i = done; i < behind; i++)
-            concealTexture(macroblocks[i]);
+        if (context_.layer.reversibleCodes) {
+            reader.moveTo(textures);
+            decodeFromBothEnds(reader, macroblocks, done);
+        } else {
+            for (std::size_t i = done; i < macroblocks.size(); i++)
+                concealTexture(macroblocks[i]);
+        }
         throw;
     }
 }
 
-// Decodes macroblocks from the end of the packet back to the given one, or as far as it goes. Returns the
-// first that is decoded.
-std::size_t VopDecoder::decodeBackward(const CodeReader& reader, std::size_t textures,
-                                       const std::vector<Macroblock>& macroblocks, std::size_t first)
+// Decodes the macroblocks in front of an error, and from the end of the packet those behind it. Macroblocks
+// that can be decoded from either end, but not all of them, are those where the error went unnoticed
+// (annex E.1.4). `forward` is how many can be decoded from the start, where the reader is.
+void VopDecoder::decodeFromBothEnds(CodeReader& reader, const std::vector<Macroblock>& macroblocks,
+                                    std::size_t forward)
 {
-    // The end of the packet, without its stuffing: a zero and ones.
-    std::size_t end = (textures + 7) / 8 * 8;
+    std::vector<TextureDecoder::Levels> levels(macroblocks.size());
+    const std::size_t backward = readBackward(reader, macroblocks, levels);
+    const auto [first, last] = std::minmax(forward, backward);
+    for (std::size_t i = 0; i < first; i++)
+        reconstruct(reader, macroblocks[i]);
+    for (std::size_t i = first; i < last; i++)
+        concealTexture(macroblocks[i]);
+    for (std::size_t i = last; i < macroblocks.size(); i++) {
+        if (!macroblocks[i].intra)
+            predict(context_, macroblocks[i]);
+        texture_.reconstruct(macroblocks[i], levels[i]);
+        setDecoded(macroblocks[i], true);
+    }
+}
+
+// Where the last code of the packet ends: before the stuffing of a zero and ones.
+std::size_t VopDecoder::endOfCodes(const CodeReader& reader) const
+{
+    const std::size_t first = reader.position();
+    std::size_t end = (first + 7) / 8 * 8;
     while (end < reader.end() && !isResyncMarker(end, reader.end()))
         end += 8;
-    const auto bitBefore = [&](std::size_t position) {
-        return bytes_.data()[(position - 1) / 8] >> (7 - (position - 1) % 8) & 1;
-    };
-    while (end > textures && bitBefore(end) == 1)
+    while (end >= first + 8 && bytes_.data()[end / 8 - 1] == 0)
+        end -= 8;
+    while (end > first && (bytes_.data()[(end - 1) / 8] >> (7 - (end - 1) % 8) & 1) == 1)
         end--;
-    if (end <= textures)
-        return macroblocks.size();
-    end--;
+    return end > first ? end - 1 : first;
+}
+
+// Reads the levels of macroblocks from the end of the packet towards its start, where the reader is. Returns
+// the first that can be read.
+std::size_t VopDecoder::readBackward(const CodeReader& reader, const std::vector<Macroblock>& macroblocks,
+                                     std::vector<TextureDecoder::Levels>& levels) const
+{
+    const std::size_t first = reader.position();
+    const std::size_t end = endOfCodes(reader);
 
     // A copy with a code in front that ends the block before.
     constexpr std::size_t lead = 8;
     constexpr uint32_t endingCode = 0b10110;
     std::vector<uint8_t> copy(lead);
-    copy.insert(copy.end(), bytes_.data() + textures / 8, bytes_.data() + (end + 7) / 8);
-    const std::size_t unused = 8 - textures % 8;
+    copy.insert(copy.end(), bytes_.data() + first / 8, bytes_.data() + end / 8 + 1);
+    const std::size_t unused = 8 - first % 8;
     const uint32_t start = endingCode << unused | (copy[lead] & ((1u << unused) - 1));
     copy[lead - 1] = static_cast<uint8_t>(start >> 8);
     copy[lead] = static_cast<uint8_t>(start);
     PaddedBytes bytes;
     bytes.assign(copy);
     CodeReader backward(bytes, 0, 8 * copy.size());
-    backward.moveTo(8 * lead + end - textures / 8 * 8);
+    backward.moveTo(8 * lead + end - first / 8 * 8);
 
-    std::vector<TextureDecoder::Levels> levels(macroblocks.size());
     std::size_t behind = macroblocks.size();
     try {
-        for (; behind > first; behind--)
+        for (; behind > 0; behind--)
             texture_.readBackward(backward, macroblocks[behind - 1], levels[behind - 1]);
     } catch (const DamagedUnit&) {
         // What has been read is all there is.
-    }
-    for (std::size_t i = behind; i < macroblocks.size(); i++) {
-        if (!macroblocks[i].intra)
-            predict(context_, macroblocks[i]);
-        texture_.reconstruct(macroblocks[i], levels[i]);
-        decoded_[static_cast<std::size_t>(macroblocks[i].address)] = true;
     }
     return behind;
 }
@@ -413,13 +433,11 @@ std::size_t VopDecoder::decodeBackward(const CodeReader& reader, std::size_t tex
 // Makes do with what the other partitions say.
 void VopDecoder::concealTexture(const Macroblock& macroblock)
 {
-    if (macroblock.intra && !macroblock.separateDc)
-        return;
-    if (macroblock.intra)
-        texture_.reconstructDc(macroblock);
-    else
+    setDecoded(macroblock, !macroblock.intra || macroblock.separateDc);
+    if (!macroblock.intra)
         predict(context_, macroblock);
-    decoded_[static_cast<std::size_t>(macroblock.address)] = true;
+    else if (macroblock.separateDc)
+        texture_.reconstructDc(macroblock);
 }
 
 // Replaces the macroblocks that no packet brought by those at their place in the forward reference.

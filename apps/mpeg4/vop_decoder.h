@@ -53,9 +53,16 @@ private:
     void readSecondPartition(CodeReader& reader, Macroblock& macroblock);
     void readDcDifferences(CodeReader& reader, Macroblock& macroblock) const;
     void decodeTextures(CodeReader& reader, const std::vector<Macroblock>& macroblocks);
-    std::size_t decodeBackward(const CodeReader& reader, std::size_t textures,
-                               const std::vector<Macroblock>& macroblocks, std::size_t first);
+    void decodeFromBothEnds(CodeReader& reader, const std::vector<Macroblock>& macroblocks,
+                            std::size_t forward);
+    std::size_t endOfCodes(const CodeReader& reader) const;
+    std::size_t readBackward(const CodeReader& reader, const std::vector<Macroblock>& macroblocks,
+                             std::vector<TextureDecoder::Levels>& levels) const;
     void concealTexture(const Macroblock& macroblock);
+    void setDecoded(const Macroblock& macroblock, bool decoded)
+    {
+        decoded_[static_cast<std::size_t>(macroblock.address)] = decoded;
+    }
 
     void concealMissing();
 

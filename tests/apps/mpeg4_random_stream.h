@@ -1,0 +1,48 @@
+// Random but legal MPEG-4 Part 2 video streams, with what no encoder at hand writes: every macroblock type,
+// kind of prediction and header element is drawn by lot wherever the standard allows it.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace kelvcpx::test {
+
+struct RandomMpeg4Options {
+    uint32_t seed = 1;
+    int width = 112; // whole macroblocks
+    int height = 96;
+    std::string types = "IPBBPBB"; // of the VOPs in coding order; S predicts by warping
+    bool interlaced = false;
+    bool quarterSample = false;
+    int warpingPoints = 0;
+    bool weighted = false; // the first method of quantisation, with matrices
+    bool packets = false;  // several in a VOP
+    bool partitioned = false;
+    bool reversible = false;
+    bool dcAsAc = true;      // intra_dc_vlc_thr may say that the intra DC is coded like other coefficients
+    bool predictsAc = true;  // macroblocks may predict AC coefficients
+    bool complexity = false; // VOP headers carry numbers for the estimation of it; the rest stays the same
+    // Blocks that any inverse DCT transforms into the same samples: then the pictures have to be right to the
+    // last bit. Otherwise anything, not too large.
+    bool exact = true;
+};
+
+// Where the coefficients of a video packet in partitions are.
+struct TexturePartition {
+    int vop = 0;                     // in coding order
+    int first = 0;                   // address of its first macroblock
+    std::vector<std::size_t> begins; // the bit where each macroblock begins, and where the last one ends
+};
+
+struct RandomMpeg4Stream {
+    std::vector<uint8_t> bytes;
+    std::string types;                // in display order
+    std::map<std::string, int> tools; // how often each tool of the standard was used
+    std::vector<TexturePartition> textures;
+};
+
+RandomMpeg4Stream makeRandomMpeg4Stream(const RandomMpeg4Options& options);
+
+} // namespace kelvcpx::test
