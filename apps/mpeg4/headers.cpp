@@ -3,6 +3,8 @@
 #include "common/decoder.h"
 #include "mpeg4/code_tables.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <bit>
 
@@ -66,6 +68,7 @@ void readTime(CodeReader& reader, VideoObjectLayer& layer)
 
 void readSize(CodeReader& reader, VideoObjectLayer& layer)
 {
+    constexpr int mostSamples = 8192 * 4352; // more than any level has, but little enough to be had
     reader.expectMarker();
     layer.width = reader.readInt(13);
     reader.expectMarker();
@@ -73,6 +76,8 @@ void readSize(CodeReader& reader, VideoObjectLayer& layer)
     reader.expectMarker();
     if (layer.width == 0 || layer.height == 0)
         throw DamagedUnit("the picture size is zero");
+    if (layer.width * layer.height > mostSamples)
+        throw DamagedUnit(fmt::format("pictures of {}x{} are too large", layer.width, layer.height));
 }
 
 void readSprite(CodeReader& reader, VideoObjectLayer& layer)
