@@ -38,13 +38,20 @@ static void refuse(int condition, const char* what)
     }
 }
 
+static void skip(Cursor* cursor, int count)
+{
+    const int behind = 31 - cursor->offset + count; /* the first bit of the word */
+    cursor->word += behind / 32;
+    cursor->offset = 31 - behind % 32;
+}
+
+/* The next bits, up to 16. */
 static int get(Cursor* cursor, int count)
 {
     int value = 0;
-    while (count-- > 0) {
+    for (; count > 0; count--) {
         value = value << 1 | (int)(*cursor->word >> cursor->offset & 1);
-        cursor->word += cursor->offset == 0;
-        cursor->offset = (cursor->offset + 31) % 32;
+        skip(cursor, 1);
     }
     return value;
 }
@@ -91,9 +98,10 @@ static void parseSequenceHeader(Cursor cursor)
 {
     width = get(&cursor, 12);
     height = get(&cursor, 12);
-    refuse(width < 1 || height < 1 || width > maxSide || height > maxSide, "the size of the picture");
-    get(&cursor, 4 + 4 + 18 + 1 + 10 + 1);
-    refuse(get(&cursor, 1), "the stream has a quantiser matrix of its own");
+    refuse(width < 1 || height < 1 || width > maxSide || height > maxSide,
+           "pictures of this size are not supported");
+    skip(&cursor, 4 + 4 + 18 + 1 + 10 + 1);
+    refuse(get(&cursor, 1), "quantiser matrices in the stream are not supported");
     columns = (width + 15) / 16;
 }
 
@@ -101,22 +109,22 @@ static void parseSequenceHeader(Cursor cursor)
 static void parseExtension(Cursor cursor)
 {
     const int identifier = get(&cursor, 4);
-    refuse(identifier == 3, "the picture has quantiser matrices of its own");
+    refuse(identifier == 3, "quantiser matrices in the stream are not supported");
     if (identifier == 1) {
-        get(&cursor, 8);
-        refuse(!get(&cursor, 1), "the sequence is interlaced");
-        refuse(get(&cursor, 2) != 1, "the chroma format is not 4:2:0");
-        refuse(get(&cursor, 4) != 0, "the size of the picture");
+        skip(&cursor, 8);
+        refuse(!get(&cursor, 1), "interlaced sequences are not supported");
+        refuse(get(&cursor, 2) != 1, "chroma formats other than 4:2:0 are not supported");
+        refuse(get(&cursor, 4) != 0, "pictures of this size are not supported");
     } else if (identifier == 8) {
-        get(&cursor, 16);
+        skip(&cursor, 16);
         dcPrecision = get(&cursor, 2);
-        refuse(get(&cursor, 2) != 3, "the picture is a field");
-        get(&cursor, 1);
-        refuse(!get(&cursor, 1), "the macroblocks may be coded by fields");
-        refuse(get(&cursor, 1), "the macroblocks have concealment vectors");
-        refuse(get(&cursor, 1), "the quantiser scale is not linear");
-        refuse(get(&cursor, 1), "the coefficients are coded with table B.15");
-        refuse(get(&cursor, 1), "the scan is the alternate one");
+        refuse(get(&cursor, 2) != 3, "field pictures are not supported");
+        skip(&cursor, 1);
+        refuse(!get(&cursor, 1), "macroblocks coded by fields are not supported");
+        refuse(get(&cursor, 1), "concealment vectors are not supported");
+        refuse(get(&cursor, 1), "quantiser scales that are not linear are not supported");
+        refuse(get(&cursor, 1), "coefficients by table B.15 are not supported");
+        refuse(get(&cursor, 1), "the alternate scan is not supported");
         hasExtension = 1;
     }
 }
@@ -148,10 +156,11 @@ static void decodeSlice(Cursor cursor, int row)
         predictors[i] = (int16_t)(128 << dcPrecision);
     refuse(row * 16 >= height || scale == 0, "a slice is damaged");
     for (; get(&cursor, 1);) /* intra_slice_flag and extra_bit_slice, each with eight bits of no interest */
-        get(&cursor, 8);
+        skip(&cursor, 8);
     for (int column = 0; column < columns; column++) {
-        refuse(!get(&cursor, 1), "a slice is not a whole row"); /* macroblock_address_increment 1 */
-        if (!get(&cursor, 1)) {                                 /* macroblock_type, table B.2 */
+        refuse(!get(&cursor, 1), "a slice is damaged, or not a whole row, which is not supported"); /* macroblock_address_increment
+                                                                                                       1 */
+        if (!get(&cursor, 1)) { /* macroblock_type, table B.2 */
             refuse(!get(&cursor, 1), "a macroblock is damaged");
             scale = 2 * get(&cursor, 5);
         }
@@ -175,8 +184,8 @@ static void decode(size_t bytes)
             if (hasPicture)
                 return;
             Cursor header = cursor;
-            get(&header, 10);
-            refuse(get(&header, 3) != 1, "the first picture is no intra picture");
+            skip(&header, 10);
+            refuse(get(&header, 3) != 1, "the first picture is no intra picture, which is not supported");
             hasPicture = 1;
         } else if ((code & 0xFF) <= lastSliceCode) {
             refuse(!hasPicture || !hasExtension || columns == 0, "this is no MPEG-2 stream");
