@@ -2,18 +2,18 @@
 
 #include "apps/h264_random_headers.h"
 #include "apps/h264_random_macroblock.h"
+#include "apps/h264_random_marking.h"
+#include "apps/h264_random_references.h"
 #include "apps/h264_random_slice_groups.h"
 #include "apps/h264_random_syntax.h"
 #include "support/random.h"
 
 #include "h264/picture_buffer.h"
 #include "h264/picture_order.h"
-#include "h264/reference_lists.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <set>
 #include <span>
 #include <utility>
 
@@ -28,10 +28,6 @@ constexpr int nalIdrSlice = 5;
 constexpr int nalSequenceSet = 7;
 constexpr int nalPictureSet = 8;
 constexpr int pictureSetCount = 3;
-constexpr int noLongTermIdx = -1;
-
-// Which pictures a field or a frame was predicted from.
-using References = std::set<PictureId>;
 
 class StreamWriter
 {
@@ -58,26 +54,8 @@ private:
     void writeSlice(SliceHeader header, const PictureParameterSet& set, Structure structure,
                     std::span<const int> macroblocks);
     void writeRedundantSlice(SliceHeader header, const PictureParameterSet& set);
-    std::array<std::vector<int>, 2> drawReferences(SliceHeader& header, const PictureParameterSet& set,
-                                                   Structure structure);
-    ReferenceList available(const SliceHeader& header, Structure structure) const;
-    std::array<ReferenceList, 2> listsOf(const SliceHeader& header, Structure structure) const;
-    std::vector<ListModification> drawModifications(const SliceHeader& header, const ReferenceList& choice,
-                                                    int most);
-    void drawWeights(SliceHeader& header);
-    bool allowsTemporalDirect(const std::array<ReferenceList, 2>& lists, Structure structure) const;
     void drawDeblocking(SliceHeader& header);
     bool confusesFilter() const;
-
-    void drawMarking(SliceHeader& header, Structure structure, bool mayForget);
-    void drawFirstMarking(SliceHeader& header, Structure structure, bool mayForget);
-    void drawSecondMarking(SliceHeader& header, Structure structure);
-    void spareField(SliceHeader& header);
-    void makeLongTerm(SliceHeader& header, const Frame& frame, Structure structure);
-    int drawLongTermIdx(SliceHeader& header);
-    std::vector<MarkingOperation> releasing(const Frame& frame, const SliceHeader& header,
-                                            Structure structure) const;
-    int wrapOf(const Frame& frame, const SliceHeader& header) const;
 
     bool hasPairs(Structure structure) const
     {
@@ -93,6 +71,9 @@ private:
     std::vector<PictureParameterSet> sets_;
 
     PictureBuffer buffer_;
+    RandomH264State state_{options_, random_, sequence_, buffer_, stream_.tools};
+    ReferenceDrawing references_{state_};
+    MarkingDrawing marking_{state_};
     PictureBuffer::Output nobody_ = [](const Frame&) {};
     PictureOrderCounter order_;
     FramePointer current_;
@@ -102,7 +83,6 @@ private:
     int nextDisplay_ = 0;
     std::vector<int> displayOfB_; // places between anchor pictures that are left
     bool previousIsReference_ = true;
-    int maxLongTermFrameIdx_ = noLongTermIdx;
 
     // Of the picture that is being written.
     std::vector<WrittenMacroblock> macroblocks_;
@@ -112,8 +92,6 @@ private:
     // At the edge of a P and a B slice ffmpeg takes the same picture in different lists for different ones,
     // unlike 8.7.2.1: a P slice of a picture with B slices leaves those edges alone.
     bool shunsNeighbours_ = false;
-    std::array<std::vector<ListModification>, 2> sharedModifications_;
-    std::map<int32_t, std::array<References, 2>> references_; // by frame number; of fields by parity
 };
 
 StreamWriter::StreamWriter(const RandomH264Options& options)
@@ -258,9 +236,9 @@ void StreamWriter::writeFrame(std::size_t index)
     current_->frameNum = header.frameNum;
     current_->codedAsFields = options_.structures == PictureStructures::fields ||
                               (options_.structures == PictureStructures::mixed && random_.oneIn(2));
-    references_[current_->number] = {};
+    references_.startFrame(current_);
     if (!current_->codedAsFields) {
-        drawMarking(header, Structure::frame, type != 'B' && !followedByB);
+        marking_.draw(header, *current_, Structure::frame, type != 'B' && !followedByB);
         writePicture(header, type, Structure::frame);
         return;
     }
@@ -268,7 +246,7 @@ void StreamWriter::writeFrame(std::size_t index)
     for (const Structure field : {first, opposite(first)}) {
         header.fieldPicture = true;
         header.bottomField = field == Structure::bottom;
-        drawMarking(header, field, type != 'B' && !followedByB);
+        marking_.draw(header, *current_, field, type != 'B' && !followedByB);
         const bool second = secondField();
         writePicture(header, second && (type == 'I' || type == 'i') && !random_.oneIn(4) ? 'P' : type, field);
         header.idr = false;
@@ -322,7 +300,7 @@ void StreamWriter::writePicture(SliceHeader header, char type, Structure structu
     const int rows = sequence_.heightInMbs() / (structure == Structure::frame ? 1 : 2);
     macroblocks_.assign(static_cast<std::size_t>(sequence_.widthInMbs * rows), {});
     sliceNumber_ = 0;
-    sharedModifications_ = {};
+    references_.startPicture();
     header.sliceGroupChangeCycle = drawSliceGroupChangeCycle(set, sequence_, random_);
     const bool mixesTypes = !options_.temporalDirect && random_.oneIn(2);
     const SliceType main = type == 'B' ? SliceType::b : type == 'P' ? SliceType::p : SliceType::i;
@@ -410,7 +388,7 @@ void StreamWriter::writeSlice(SliceHeader header, const PictureParameterSet& set
         header.type = SliceType::i;
     std::array<std::vector<int>, 2> references;
     if (header.type != SliceType::i)
-        references = drawReferences(header, set, structure);
+        references = references_.draw(header, set, structure);
     if (header.type == SliceType::b)
         stream_.tools[header.directSpatial ? "spatial direct" : "temporal direct"]++;
 
@@ -454,7 +432,7 @@ void StreamWriter::appendSlices()
 bool StreamWriter::confusesFilter() const
 {
     int count = 0;
-    int largest = noLongTermIdx;
+    int largest = -1;
     for (const FramePointer& frame : buffer_.frames()) {
         if (frame->longTerm != Structure::none) {
             count++;
@@ -474,301 +452,6 @@ void StreamWriter::drawDeblocking(SliceHeader& header)
         return;
     header.alphaOffset = 2 * random_.extreme<int>(-6, 6);
     header.betaOffset = 2 * random_.extreme<int>(-6, 6);
-}
-
-std::array<ReferenceList, 2> StreamWriter::listsOf(const SliceHeader& header, Structure structure) const
-{
-    return makeReferenceLists(buffer_.frames(), header, structure, current_->poc(structure),
-                              sequence_.maxFrameNum());
-}
-
-// All pictures that may be referred to.
-ReferenceList StreamWriter::available(const SliceHeader& header, Structure structure) const
-{
-    SliceHeader all = header;
-    all.refCount = {32, 32};
-    all.modifications = {};
-    ReferenceList list = listsOf(all, structure)[0];
-    std::erase_if(list, [](const ReferencePicture& picture) {
-        return picture.frame == nullptr || picture.frame->nonExisting;
-    });
-    return list;
-}
-
-// The number of references, their order, weights and the kind of direct prediction; another slice type where
-// there are no references. Returns the indices that macroblocks may use.
-std::array<std::vector<int>, 2>
-StreamWriter::drawReferences(SliceHeader& header, const PictureParameterSet& set, Structure structure)
-{
-    const ReferenceList choice = available(header, structure);
-    if (choice.empty()) {
-        header.type = SliceType::i;
-        return {};
-    }
-    const auto most = static_cast<int>(choice.size());
-    for (std::size_t list = 0; list < (header.isB() ? 2U : 1U); list++) {
-        header.refCount[list] = options_.temporalDirect ? most : random_.uniform(1, most);
-        if (options_.longLists && random_.oneIn(2))
-            header.refCount[list] = std::min(most + random_.uniform(1, 3), header.fieldPicture ? 32 : 16);
-        // Frames that a gap stands for must not be referred to: at least the first entry has to be another.
-        // In B slices ffmpeg does not put them where they belong (8.2.4.2.3), nor does it know both their
-        // fields where fields follow (8.2.5.2): other pictures take their places.
-        if (options_.gapsInFrameNum && (header.isB() || options_.structures != PictureStructures::frames))
-            header.modifications[list] = drawModifications(header, choice, header.refCount[list]);
-        else if (options_.gapsInFrameNum || (options_.modifyLists && random_.oneIn(2)))
-            header.modifications[list] =
-                drawModifications(header, choice, random_.uniform(1, header.refCount[list]));
-    }
-    if (options_.temporalDirect) { // the whole list in the same order for all slices
-        if (sliceNumber_ == 0)
-            sharedModifications_ = header.modifications;
-        header.modifications = sharedModifications_;
-    }
-    const auto lists = listsOf(header, structure);
-    // ffmpeg is wrong now and then about blocks that are co-located in the first field of the same frame.
-    if (header.isB() && lists[1].front().frame == current_) {
-        header.type = SliceType::i;
-        return {};
-    }
-    auto& used = references_[current_->number][structure == Structure::bottom ? 1 : 0];
-    std::array<std::vector<int>, 2> usable;
-    for (std::size_t list = 0; list < 2; list++) {
-        for (int i = 0; i < header.refCount[list]; i++) {
-            const ReferencePicture& entry = lists[list][static_cast<std::size_t>(i)];
-            if (entry.frame == nullptr || entry.frame->nonExisting) {
-                stream_.tools["place in a list without a picture"]++;
-                continue;
-            }
-            if (entry.frame == current_)
-                stream_.tools["second field that may refer to the first"]++;
-            usable[list].push_back(i);
-            used.insert(entry.id());
-        }
-    }
-    header.directSpatial =
-        !header.isB() || !options_.temporalDirect || !allowsTemporalDirect(lists, structure);
-    if (header.type == SliceType::p ? set.weightedPrediction : set.weightedBipredIdc == 1)
-        drawWeights(header);
-    return usable;
-}
-
-int StreamWriter::wrapOf(const Frame& frame, const SliceHeader& header) const
-{
-    return frame.frameNum > header.frameNum ? frame.frameNum - sequence_.maxFrameNum() : frame.frameNum;
-}
-
-// 8.2.4.1, 8.2.4.3: pictures drawn from `choice`, one of them a second time now and then.
-std::vector<ListModification> StreamWriter::drawModifications(const SliceHeader& header,
-                                                              const ReferenceList& choice, int most)
-{
-    const bool isField = header.fieldPicture;
-    const int maxPicNum = (isField ? 2 : 1) * sequence_.maxFrameNum();
-    int predicted = isField ? 2 * header.frameNum + 1 : header.frameNum;
-    std::vector<ListModification> modifications;
-    for (int i = 0; i < most; i++) {
-        const ReferencePicture& picture = choice[random_.uniform<std::size_t>(0, std::ssize(choice) - 1)];
-        const bool sameParity = isField && (picture.structure == Structure::bottom) == header.bottomField;
-        const auto number = [&](int ofFrame) {
-            return isField ? 2 * ofFrame + (sameParity ? 1 : 0) : ofFrame;
-        };
-        if (picture.isLongTerm()) {
-            stream_.tools["list modification by long-term picture"]++;
-            modifications.push_back({2, static_cast<uint32_t>(number(picture.frame->longTermFrameIdx))});
-            continue;
-        }
-        const int picNum = number(wrapOf(*picture.frame, header));
-        int difference = picNum - predicted;
-        if (difference == 0 || random_.oneIn(4)) // round the other way
-            difference += difference > 0 ? -maxPicNum : maxPicNum;
-        stream_.tools[difference < 0 ? "list modification down" : "list modification up"]++;
-        modifications.push_back({difference < 0 ? 0 : 1, static_cast<uint32_t>(std::abs(difference) - 1)});
-        predicted = picNum;
-    }
-    return modifications;
-}
-
-// Sums of two weights must keep within -128..128 (8.4.2.3).
-void StreamWriter::drawWeights(SliceHeader& header)
-{
-    const int mostLog2 = header.isB() ? 6 : 7;
-    header.log2WeightDenominator = {random_.uniform(0, mostLog2), random_.uniform(0, mostLog2)};
-    for (std::size_t list = 0; list < 2; list++)
-        for (int i = 0; i < header.refCount[list]; i++) {
-            PredictionWeight entry{};
-            for (std::size_t c = 0; c < 3; c++) {
-                const int one = 1 << header.log2WeightDenominator[c > 0 ? 1 : 0];
-                const bool isDefault = random_.oneIn(3) || options_.monochrome * c > 0 || one == 128;
-                entry.weight[c] = isDefault          ? one
-                                  : random_.oneIn(3) ? random_.extreme<int>(-64, 64)
-                                                     : std::min(64, one + random_.uniform(-3, 3));
-                entry.offset[c] = isDefault          ? 0
-                                  : random_.oneIn(4) ? random_.extreme<int>(-128, 127)
-                                                     : random_.uniform(-8, 8);
-            }
-            stream_.tools["explicit weight"]++;
-            header.weights[list].push_back(entry);
-        }
-}
-
-// Temporal direct prediction needs every picture that the co-located blocks may refer to (8.4.1.2.3).
-bool StreamWriter::allowsTemporalDirect(const std::array<ReferenceList, 2>& lists, Structure structure) const
-{
-    const ReferencePicture& colocated = lists[1].front();
-    const bool codedAsFields = colocated.frame->codedAsFields;
-    const auto& used = references_.at(colocated.frame->number);
-    References needed;
-    for (std::size_t i = 0; i < 2; i++) {
-        const bool looksAt = !codedAsFields || structure == Structure::frame
-                                 ? true
-                                 : (colocated.structure == Structure::bottom) == (i == 1);
-        for (const PictureId id : used[i]) {
-            if (!looksAt)
-                continue;
-            needed.insert(codedAsFields != (structure != Structure::frame)
-                              ? pictureId(frameNumberOf(id), structure)
-                              : id);
-            // Field macroblocks of a frame refer to both.
-            if (options_.macroblockPairs && !codedAsFields && structure != Structure::frame)
-                needed.insert(pictureId(frameNumberOf(id), opposite(structure)));
-        }
-    }
-    return std::all_of(needed.begin(), needed.end(), [&](PictureId id) {
-        return std::any_of(lists[0].begin(), lists[0].end(), [=](const ReferencePicture& picture) {
-            return picture.frame != nullptr && picture.id() == id;
-        });
-    });
-}
-
-// Operations that release a frame, or its fields one by one; none if pictures of this structure cannot name
-// it.
-std::vector<MarkingOperation> StreamWriter::releasing(const Frame& frame, const SliceHeader& header,
-                                                      Structure structure) const
-{
-    std::vector<MarkingOperation> operations;
-    const bool isField = structure != Structure::frame;
-    const auto release = [&](Structure part, bool sameParity) {
-        const auto number = [&](int ofFrame) {
-            return isField ? 2 * ofFrame + (sameParity ? 1 : 0) : ofFrame;
-        };
-        const int current = isField ? 2 * header.frameNum + 1 : header.frameNum;
-        if (includes(frame.shortTerm, part)) {
-            const int difference = current - number(wrapOf(frame, header)) - 1;
-            operations.push_back({1, static_cast<uint32_t>(difference), 0, 0, 0});
-        }
-        if (includes(frame.longTerm, part))
-            operations.push_back({2, 0, static_cast<uint32_t>(number(frame.longTermFrameIdx)), 0, 0});
-    };
-    if (isField) {
-        release(structure, true);
-        release(opposite(structure), false);
-    } else {
-        release(Structure::frame, false);
-    }
-    return operations;
-}
-
-int StreamWriter::drawLongTermIdx(SliceHeader& header)
-{
-    if (maxLongTermFrameIdx_ == noLongTermIdx || random_.oneIn(4)) {
-        maxLongTermFrameIdx_ = random_.uniform(0, options_.maxRefFrames - 1);
-        header.marking.push_back({4, 0, 0, 0, static_cast<uint32_t>(maxLongTermFrameIdx_ + 1)});
-    }
-    return random_.uniform(0, maxLongTermFrameIdx_);
-}
-
-void StreamWriter::drawMarking(SliceHeader& header, Structure structure, bool mayForget)
-{
-    header.adaptiveMarking = false;
-    header.marking.clear();
-    if (header.nalRefIdc == 0)
-        return;
-    if (header.idr) {
-        header.longTermReference =
-            options_.longTermReferences && !current_->codedAsFields && random_.oneIn(2);
-        maxLongTermFrameIdx_ = header.longTermReference ? 0 : noLongTermIdx;
-        return;
-    }
-    if (!options_.memoryManagement)
-        return;
-    if (secondField())
-        drawSecondMarking(header, structure);
-    else
-        drawFirstMarking(header, structure, mayForget);
-    header.adaptiveMarking = !header.marking.empty();
-    for (const MarkingOperation& operation : header.marking)
-        stream_.tools["memory management operation " + std::to_string(operation.operation)]++;
-}
-
-// At most maxRefFrames frames may be references afterwards.
-void StreamWriter::drawFirstMarking(SliceHeader& header, Structure structure, bool mayForget)
-{
-    // The next picture has frame_num 0 or 1, by which it must be told from this one.
-    if (mayForget && header.frameNum > 1 && random_.oneIn(6)) {
-        header.marking.push_back({5, 0, 0, 0, 0});
-        maxLongTermFrameIdx_ = noLongTermIdx;
-        return;
-    }
-    std::vector<const Frame*> frames;
-    for (const FramePointer& frame : buffer_.frames())
-        if (frame->isReference())
-            frames.push_back(frame.get());
-    const bool full = std::ssize(frames) >= options_.maxRefFrames;
-    const bool canSlide = std::any_of(frames.begin(), frames.end(),
-                                      [](const Frame* frame) { return frame->shortTerm != Structure::none; });
-    if (frames.empty() || (canSlide && random_.oneIn(2)))
-        return;
-    const auto draw = [&] { return frames[random_.uniform<std::size_t>(0, std::ssize(frames) - 1)]; };
-    const Frame* const victim = full || random_.oneIn(4) ? draw() : nullptr;
-    if (victim != nullptr) {
-        header.marking = releasing(*victim, header, structure);
-        if (header.marking.empty())
-            return;
-        if (!full)
-            spareField(header);
-    }
-    const Frame* const other = draw();
-    // ffmpeg forgets the first field when the second one becomes a long-term reference by itself, unlike
-    // 8.2.5.4.6.
-    if (options_.longTermReferences && structure == Structure::frame && random_.oneIn(3)) {
-        const int idx = drawLongTermIdx(header);
-        header.marking.push_back({6, 0, 0, static_cast<uint32_t>(idx), 0});
-    } else if (options_.longTermReferences && random_.oneIn(2) && other != victim) {
-        makeLongTerm(header, *other, structure);
-    }
-}
-
-void StreamWriter::drawSecondMarking(SliceHeader& header, Structure structure)
-{
-    for (const FramePointer& frame : buffer_.frames()) {
-        if (frame == current_ || !frame->isReference() || !random_.oneIn(6))
-            continue;
-        if (options_.longTermReferences && random_.oneIn(2)) {
-            makeLongTerm(header, *frame, structure);
-        } else {
-            header.marking = releasing(*frame, header, structure);
-            spareField(header);
-        }
-        return;
-    }
-}
-
-// Now and then only one of two fields is released. For ffmpeg it is still half a reference of frames, unlike
-// 8.2.4.2.1.
-void StreamWriter::spareField(SliceHeader& header)
-{
-    if (header.marking.size() > 1 && options_.structures == PictureStructures::fields && random_.oneIn(2))
-        header.marking.pop_back();
-}
-
-// A frame, or both fields of it: for ffmpeg a field is what the other one is, unlike 8.2.5.4.3.
-void StreamWriter::makeLongTerm(SliceHeader& header, const Frame& frame, Structure structure)
-{
-    const std::vector<MarkingOperation> operations = releasing(frame, header, structure);
-    if (frame.shortTerm == Structure::none || frame.nonExisting || operations.empty())
-        return;
-    const auto idx = static_cast<uint32_t>(drawLongTermIdx(header));
-    for (const MarkingOperation& operation : operations)
-        header.marking.push_back({3, operation.differenceOfPicNums, 0, idx, 0});
 }
 
 } // namespace
