@@ -64,6 +64,17 @@ bool forgetsReferences(const SliceHeader& slice)
                        [](const MarkingOperation& operation) { return operation.operation == 5; });
 }
 
+// By the order counts of the picture, as pic_struct is inferred where a stream does not have it (Annex D);
+// the field that is coded first is shown first.
+FieldOrder fieldOrderOf(const SequenceParameterSet& sequence, const SliceHeader& slice,
+                        const std::array<int, 2>& poc)
+{
+    if (sequence.frameMbsOnly || (!slice.fieldPicture && poc[0] == poc[1]))
+        return FieldOrder::progressive;
+    const bool topFirst = slice.fieldPicture ? !slice.bottomField : poc[0] < poc[1];
+    return topFirst ? FieldOrder::topFirst : FieldOrder::bottomFirst;
+}
+
 class Decoder : public VideoDecoder
 {
 public:
@@ -101,7 +112,7 @@ private:
     PictureOrderCounter order_;
     int64_t pictureCount_ = 0; // in coding order
     int previousRefFrameNum_ = 0;
-    FieldOrder fieldOrder_ = FieldOrder::progressive;
+    FieldOrder fieldOrder_ = FieldOrder::progressive; // of the sequence, by its first picture
 
     // The picture that is being decoded.
     std::optional<PictureContext> picture_;
@@ -196,6 +207,7 @@ void Decoder::startPicture(const SliceHeader& slice, const PictureSink& sink)
             if (!slice.isIntra())
                 report("the stream does not start with an intra picture");
             activate(sequence, sink);
+            fieldOrder_ = fieldOrderOf(sequence, slice, PictureOrderCounter(order_).next(sequence, slice));
             previousRefFrameNum_ = slice.frameNum; // what came before is nobody's loss
         }
         fillGap(slice, sink);
@@ -244,7 +256,6 @@ void Decoder::activate(const SequenceParameterSet& sequence, const PictureSink& 
 {
     buffer_.configure(sequence, outputTo(sink));
     active_ = sequence;
-    fieldOrder_ = FieldOrder::progressive;
 }
 
 // 8.2.5.2: frames that the stream leaves out on purpose, or that were lost.

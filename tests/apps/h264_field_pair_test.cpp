@@ -138,5 +138,16 @@ TEST(H264FieldPairs, AreTheOnesOfTheStandard)
     }
 }
 
+TEST(H264FieldPairs, AreShownInTheOrderOfTheFirst)
+{
+    const auto orderOf = [](const std::vector<GreyPicture>& pictures) {
+        return decodeInProcess("h264", write(pictures)).frames.at(0).format.fieldOrder;
+    };
+    EXPECT_EQ(orderOf({{top, 0, 0, 10, true, true}, {bottom, 0, 1, 11}}), app::FieldOrder::topFirst);
+    EXPECT_EQ(orderOf({{bottom, 0, 0, 10, true, true}, {top, 0, 1, 11}}), app::FieldOrder::bottomFirst);
+    EXPECT_EQ(orderOf({{frame, 0, 0, 10, true, true}, {top, 1, 4, 20}, {bottom, 1, 5, 21}}),
+              app::FieldOrder::progressive);
+}
+
 } // namespace
 } // namespace kelvcpx::test

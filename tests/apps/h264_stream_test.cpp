@@ -245,6 +245,21 @@ TEST(EncodedH264Video, ComesInContainers)
     }
 }
 
+TEST(EncodedH264Video, SaysWhichFieldIsShownFirst)
+{
+    const std::pair<const char*, app::FieldOrder> streams[] = {
+        {"--tff", app::FieldOrder::topFirst},
+        {"--bff", app::FieldOrder::bottomFirst},
+        {"--fake-interlaced", app::FieldOrder::progressive},
+        {"--bframes 2", app::FieldOrder::progressive},
+    };
+    for (const auto& [arguments, order] : streams) {
+        SCOPED_TRACE(arguments);
+        for (const Frame& frame : decodeInProcess(encode({"testsrc2", "64x64", 4}, arguments)).frames)
+            EXPECT_EQ(frame.format.fieldOrder, order);
+    }
+}
+
 // What the driver does not decode it refuses, and says why.
 TEST(EncodedH264Video, NamesWhatIsNotSupported)
 {
