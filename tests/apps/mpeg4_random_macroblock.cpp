@@ -237,12 +237,14 @@ std::vector<VectorCode> Mpeg4MacroblockWriter::drawVectors(std::size_t count, in
 
 void Mpeg4MacroblockWriter::write(app::CodeWriter& out, const std::vector<MacroblockPlan>& macroblocks)
 {
-    if (plan_.layer.dataPartitioned && !isBidirectional()) {
+    stream_.packets.push_back(
+        {plan_.number, first_, static_cast<int>(macroblocks.size()), out.bitCount(), 0, {}});
+    if (plan_.layer.dataPartitioned && !isBidirectional())
         writePartitions(out, macroblocks);
-        return;
-    }
-    for (const MacroblockPlan& macroblock : macroblocks)
-        isBidirectional() ? writeBidirectional(out, macroblock) : writeCombined(out, macroblock);
+    else
+        for (const MacroblockPlan& macroblock : macroblocks)
+            isBidirectional() ? writeBidirectional(out, macroblock) : writeCombined(out, macroblock);
+    stream_.packets.back().end = out.bitCount();
 }
 
 void Mpeg4MacroblockWriter::writeCombined(app::CodeWriter& out, const MacroblockPlan& macroblock)
@@ -319,13 +321,11 @@ void Mpeg4MacroblockWriter::writePartitions(app::CodeWriter& out,
         for (std::size_t i = 0; i < 6; i++)
             writeDc(out, macroblock, i);
     }
-    TexturePartition textures{plan_.number, first_, {out.bitCount()}};
     for (const MacroblockPlan& macroblock : macroblocks) {
+        stream_.packets.back().textures.push_back(out.bitCount());
         for (std::size_t i = 0; i < 6; i++)
             writeLevels(out, macroblock, i);
-        textures.begins.push_back(out.bitCount());
     }
-    stream_.textures.push_back(textures);
 }
 
 // not_coded, mcbpc and mcsel.

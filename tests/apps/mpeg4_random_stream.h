@@ -29,18 +29,23 @@ struct RandomMpeg4Options {
     bool exact = true;
 };
 
-// Where the coefficients of a video packet in partitions are.
-struct TexturePartition {
-    int vop = 0;                     // in coding order
-    int first = 0;                   // address of its first macroblock
-    std::vector<std::size_t> begins; // the bit where each macroblock begins, and where the last one ends
+// A video packet, and where its macroblocks are in the stream, in bits.
+struct RandomMpeg4Packet {
+    int vop;   // in coding order
+    int first; // address of its first macroblock
+    int count;
+    std::size_t begin;
+    std::size_t end;
+    std::vector<std::size_t> textures; // in partitions: where the coefficients of each macroblock begin
+
+    std::size_t textureEnd(std::size_t i) const { return i + 1 < textures.size() ? textures[i + 1] : end; }
 };
 
 struct RandomMpeg4Stream {
     std::vector<uint8_t> bytes;
     std::string types;                // in display order
     std::map<std::string, int> tools; // how often each tool of the standard was used
-    std::vector<TexturePartition> textures;
+    std::vector<RandomMpeg4Packet> packets;
 };
 
 RandomMpeg4Stream makeRandomMpeg4Stream(const RandomMpeg4Options& options);
