@@ -29,7 +29,7 @@ public:
     }
 
     // DecodeDecision
-    [[gnu::always_inline]] int decision(uint8_t& contextVariable)
+    int decision(uint8_t& contextVariable)
     {
         const uint8_t before = contextVariable;
         const CabacState& state = cabacStates[before];
@@ -55,7 +55,7 @@ public:
     }
 
     // DecodeBypass
-    [[gnu::always_inline]] int bypass()
+    int bypass()
     {
         spare_--;
         const uint64_t split = uint64_t{range_} << spare_;
@@ -83,7 +83,7 @@ public:
 private:
     static constexpr int offsetBits = 9; // of codIRange and codIOffset
 
-    [[gnu::always_inline]] void refill()
+    void refill()
     {
         if (spare_ >= offsetBits)
             return;

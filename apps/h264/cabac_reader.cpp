@@ -58,7 +58,7 @@ BitReader aligned(BitReader reader)
 }
 
 // The suffix of UEGk.
-[[gnu::always_inline]] inline int expGolomb(CabacInterval& interval, int k)
+int expGolomb(CabacInterval& interval, int k)
 {
     int value = 0;
     while (interval.bypass() != 0) {
@@ -71,7 +71,8 @@ BitReader aligned(BitReader reader)
     return value;
 }
 
-// coeff_abs_level_minus1 + 1, after so many of 1 and of more than 1 (9.3.3.1.3): UEG0 with uCoff 14.
+// coeff_abs_level_minus1 + 1, after so many of 1 and of more than 1 (9.3.3.1.3): UEG0 with uCoff 14. Inlined,
+// as the interval of its caller is in registers only then: 5 % of the time that a stream of 19 Mbit/s takes.
 [[gnu::always_inline]] inline int coefficientMagnitude(CabacInterval& interval, uint8_t* contexts, int ones,
                                                        int greater, int mostGreater)
 {
