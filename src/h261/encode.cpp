@@ -1,5 +1,6 @@
 // Levels to the stream (ITU-T H.261 4.2.4).
 
+#include "block/run_levels.h"
 #include "h263/checks.h"
 #include "h263/intra_dc.h"
 #include "tables/h261_tables.h"
@@ -18,7 +19,7 @@ namespace {
 void writeEvent(ByteWriter& stream, int32_t run, int32_t level)
 {
     const int32_t magnitude = std::abs(level);
-    const auto write = [&](VlcCode code) { stream.write(code.code | (level < 0 ? 1u : 0u), code.length); };
+    const auto write = [&](const Code& code) { stream.write(code.bits | (level < 0 ? 1 : 0), code.length); };
     if ((magnitude == 1 && run <= 26) || (magnitude == 2 && run <= 10)) {
         write(codeTab_lev12[static_cast<std::size_t>((magnitude - 1) * 32 + run)]);
     } else if (magnitude >= 3 && magnitude <= 5 && run + 2 * magnitude < 12) {
@@ -34,16 +35,8 @@ void writeEvent(ByteWriter& stream, int32_t run, int32_t level)
 // The coefficients from position 1 on, of which `count` are not 0, behind `run` zeros; and end of block.
 void writeRest(ByteWriter& stream, const int16_t* pQCoef, const ScanTable& order, int32_t run, int32_t count)
 {
-    for (std::size_t p = 1; p < 64 && count > 0; p++) {
-        const int32_t level = pQCoef[order[p]];
-        if (level == 0) {
-            run++;
-            continue;
-        }
-        writeEvent(stream, run, level);
-        run = 0;
-        count--;
-    }
+    forEachLevel(pQCoef, order, 1, run, count,
+                 [&](int32_t zeros, int32_t level, bool) { writeEvent(stream, zeros, level); });
     stream.write(0b10, 2);
 }
 

@@ -1,5 +1,6 @@
 // Levels to the stream (ITU-T H.263 5.4).
 
+#include "block/run_levels.h"
 #include "h263/checks.h"
 #include "h263/intra_dc.h"
 #include "tables/h263_tables.h"
@@ -11,8 +12,6 @@
 
 namespace kelvcpx::h263 {
 namespace {
-
-enum class Escape { baseline, extended };
 
 template <Escape escape>
 void writeEscape(ByteWriter& stream, uint32_t last, int32_t run, int32_t level)
@@ -36,27 +35,19 @@ void writeEvent(ByteWriter& stream, const VlcParameters& codes, bool last, int32
         writeEscape<escape>(stream, last ? 1 : 0, run, level);
         return;
     }
-    const VlcCode& entry = codes.codes[offsets[run] + magnitude - 1];
-    stream.write(entry.code | (level < 0 ? 1 : 0), entry.length);
+    const Code& code = codes.codes[offsets[run] + magnitude - 1];
+    stream.write(code.bits | (level < 0 ? 1 : 0), code.length);
 }
 
 template <Escape escape>
 void encodeCoefficients(const VlcParameters& codes, int32_t firstPosition, const int16_t* pQCoef,
                         uint8_t** ppBitStream, int32_t* pBitOffset, int32_t countNonZero, int32_t scan)
 {
-    const ScanTable& order = scanTable(scan, noScan);
     ByteWriter stream(*ppBitStream, *pBitOffset);
-    int32_t run = 0;
-    for (auto p = static_cast<std::size_t>(firstPosition); p < 64 && countNonZero > 0; p++) {
-        const int32_t level = pQCoef[order[p]];
-        if (level == 0) {
-            run++;
-            continue;
-        }
-        countNonZero--;
-        writeEvent<escape>(stream, codes, countNonZero == 0, run, level);
-        run = 0;
-    }
+    forEachLevel(pQCoef, scanTable(scan, noScan), static_cast<std::size_t>(firstPosition), 0, countNonZero,
+                 [&](int32_t run, int32_t level, bool isLast) {
+                     writeEvent<escape>(stream, codes, isLast, run, level);
+                 });
     stream.store(ppBitStream, pBitOffset);
 }
 

@@ -10,9 +10,6 @@
 
 namespace kelvcpx::h263 {
 
-// What LEVEL -128 of an escape is: forbidden, or the mark of an extended level (T.4).
-enum class Escape { baseline, extended };
-
 struct CoefficientTables {
     const uint32_t* table0;
     const uint32_t* table1;

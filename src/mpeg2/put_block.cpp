@@ -1,5 +1,6 @@
 // Writing MPEG-2 blocks with run-level codes (ISO/IEC 13818-2 7.2).
 
+#include "block/run_levels.h"
 #include "core/arguments.h"
 #include "core/arithmetic.h"
 #include "core/word_cursor.h"
@@ -128,16 +129,8 @@ void putAC(WordWriter& writer, int32_t run, int32_t level, const RunLevelTable& 
 void putLevels(WordWriter& writer, const int16_t* block, int32_t run, int32_t count, const int32_t* scan,
                const RunLevelTable& table)
 {
-    for (std::size_t position = 1; position < 64 && count > 0; position++) {
-        const int32_t level = block[scan[position]];
-        if (level == 0) {
-            run++;
-            continue;
-        }
-        putAC(writer, run, level, table);
-        run = 0;
-        count--;
-    }
+    forEachLevel(block, scan, 1, run, count,
+                 [&](int32_t zeros, int32_t level, bool) { putAC(writer, zeros, level, table); });
 }
 
 // dct_dc_size and dct_dc_differential.

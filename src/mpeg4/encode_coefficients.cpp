@@ -1,5 +1,6 @@
 // Coefficients to the stream (ISO/IEC 14496-2 7.4.1).
 
+#include "block/run_levels.h"
 #include "core/byte_cursor.h"
 #include "core/byte_cursor_check.h"
 #include "mpeg4/encode_tables.h"
@@ -86,19 +87,11 @@ template <class Escape>
 void writeBlock(ByteWriter& writer, const int16_t* pCoef, std::size_t first, int32_t count,
                 const ScanTable& scan, const EncodeTable& table, Escape escape)
 {
-    int32_t run = 0;
-    for (std::size_t position = first; position < scan.size() && count > 0; position++) {
-        const int32_t level = pCoef[scan[position]];
-        if (level == 0) {
-            run++;
-            continue;
-        }
-        count--;
-        const Coefficient c{count == 0 ? 1u : 0u, run, std::abs(level), level < 0 ? 1u : 0u};
+    forEachLevel(pCoef, scan, first, 0, count, [&](int32_t run, int32_t level, bool isLast) {
+        const Coefficient c{isLast ? 1u : 0u, run, std::abs(level), level < 0 ? 1u : 0u};
         const Code code = hasCode(table, c) ? codeOf(table, c) : escape(c);
         writer.write(code.bits, code.length);
-        run = 0;
-    }
+    });
 }
 
 Status encodeBlock(const int16_t* pCoef, uint8_t** ppBitStream, int32_t* pBitOffset, std::size_t first,

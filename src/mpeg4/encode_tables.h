@@ -8,16 +8,6 @@
 
 namespace kelvcpx::mpeg4 {
 
-struct Code {
-    uint32_t bits;
-    int32_t length;
-};
-
-constexpr Code codeOf(std::string_view bits)
-{
-    return {bitsOf(bits), lengthOf(bits)};
-}
-
 // By dct_dc_size; empty behind the largest.
 using DcSizeCodes = std::array<Code, 16>;
 
@@ -58,7 +48,7 @@ constexpr std::array<Code, size> inOrder(std::span<const EventCode> codes)
     });
     std::array<Code, size> result{};
     for (std::size_t i = 0; i < size; i++)
-        result[i] = {bitsOf(sorted[i].bits) << 1, lengthOf(sorted[i].bits) + 1};
+        result[i] = signedCodeOf(sorted[i].bits);
     return result;
 }
 

@@ -1,4 +1,4 @@
-// Codes as the standards print them: the bits, first one first, as text.
+// Codes as the standards print them, the bits as text, first one first; and as they are written.
 #pragma once
 
 #include <cstdint>
@@ -17,6 +17,23 @@ constexpr uint32_t bitsOf(std::string_view code)
 constexpr int32_t lengthOf(std::string_view code)
 {
     return static_cast<int32_t>(code.size());
+}
+
+// The low bits of a number.
+struct Code {
+    uint32_t bits;
+    int32_t length;
+};
+
+constexpr Code codeOf(std::string_view code)
+{
+    return {bitsOf(code), lengthOf(code)};
+}
+
+// A code with a sign bit of 0 behind it.
+constexpr Code signedCodeOf(std::string_view code)
+{
+    return {bitsOf(code) << 1, lengthOf(code) + 1};
 }
 
 } // namespace kelvcpx

@@ -124,20 +124,14 @@ inline constexpr auto h261_coefTab0 = makeCoefficientTable<27>(9, 5);
 inline constexpr auto h261_coefTab1 = makeCoefficientTable<32>(6, 8);
 inline constexpr auto h261_coefTab2 = makeCoefficientTable<112>(1, 16);
 
-// Encoding tables, for the runs and levels that have a code.
-struct VlcCode {
-    uint8_t code;   // a zero in the place of the sign bit
-    uint8_t length; // with the sign bit
-};
-
+// Encoding tables, for the runs and levels that have a code. The sign bit is 0.
 template <std::size_t Size, class IndexOf>
-constexpr std::array<VlcCode, Size> makeVlcTable(IndexOf indexOf)
+constexpr std::array<Code, Size> makeVlcTable(IndexOf indexOf)
 {
-    std::array<VlcCode, Size> table{};
+    std::array<Code, Size> table{};
     for (const CoefficientCode& code : coefficientCodes)
         if (const int32_t index = indexOf(code.run, code.level); index >= 0)
-            table[static_cast<std::size_t>(index)] = {static_cast<uint8_t>(2 * bitsOf(code.bits)),
-                                                      static_cast<uint8_t>(code.bits.size() + 1)};
+            table[static_cast<std::size_t>(index)] = signedCodeOf(code.bits);
     return table;
 }
 

@@ -132,6 +132,9 @@ inline constexpr CoefficientCode coefficientCodes[] = {
 
 using EventSet = RunLevel CoefficientCode::*;
 
+// What LEVEL -128 of an escape is: forbidden, or the mark of an extended level (T.4).
+enum class Escape { baseline, extended };
+
 // Decoding tables for the three ranges of the next 13 bits, V. The fields of an entry, the first one lowest:
 // LAST, RUN + 1, magnitude of LEVEL, code length with the sign bit, 8 bits each.
 //
@@ -175,12 +178,7 @@ inline constexpr auto h263_advCoefTab2 = makeCoefficientTable<88>(&CoefficientCo
 
 // Encoding tables: codes ordered by LAST, RUN and LEVEL, and where those of each LAST and RUN begin.
 
-struct VlcCode {
-    uint32_t code;  // a zero in the place of the sign bit
-    int32_t length; // with the sign bit
-};
-
-using VlcTable = std::array<VlcCode, std::size(coefficientCodes)>;
+using VlcTable = std::array<Code, std::size(coefficientCodes)>; // with a sign bit of 0
 
 constexpr int32_t largestRun(EventSet set, int32_t last)
 {
@@ -216,7 +214,7 @@ constexpr VlcTable makeVlcTable(EventSet set)
     for (const CoefficientCode& code : coefficientCodes) {
         const RunLevel event = code.*set;
         const auto place = static_cast<std::size_t>(codesBefore(set, code.last, event.run) + event.level - 1);
-        table[place] = {2 * bitsOf(code.bits), lengthOf(code.bits) + 1};
+        table[place] = signedCodeOf(code.bits);
     }
     return table;
 }
@@ -233,7 +231,7 @@ struct VlcParameters {
     int32_t largestRunLast; // and where it is 1
     const int32_t* offsets; // of codes[], by RUN, where LAST is 0
     const int32_t* offsetsLast;
-    const VlcCode* codes;
+    const Code* codes;
 };
 
 inline constexpr VlcParameters h263_VLCParams = {largestRun(&CoefficientCode::baseline, 0),
