@@ -55,8 +55,9 @@ MacroblockPlan Mpeg4MacroblockWriter::drawForward()
                                            MacroblockType::fourVectors, MacroblockType::inter,
                                            MacroblockType::intra,       MacroblockType::intraQuant};
     macroblock.type = isIntraVop() ? intraTypes[random_.uniform(0, 1)] : allTypes[random_.uniform(0, 5)];
-    if (macroblock.type == MacroblockType::fourVectors && macroblocks_ == 0)
-        macroblock.type = MacroblockType::inter; // the reference decoder changes vectors of the packet before
+    // In the first macroblock the reference decoder changes vectors of the packet before.
+    if (macroblock.type == MacroblockType::fourVectors && (macroblocks_ == 0 || !plan_.options.fourVectors))
+        macroblock.type = MacroblockType::inter;
     macroblock.intra = isIntra(macroblock.type);
     if (macroblock.intra && !codedQuant_) // the reference decoder takes the quantiser before the change
         macroblock.type = MacroblockType::intra;

@@ -11,11 +11,12 @@ namespace kelvcpx::test {
 
 struct RandomMpeg4Options {
     uint32_t seed = 1;
-    int width = 112; // whole macroblocks
+    int width = 112;
     int height = 96;
     std::string types = "IPBBPBB"; // of the VOPs in coding order; S predicts by warping
     bool interlaced = false;
     bool quarterSample = false;
+    bool fourVectors = true; // macroblocks may have a vector for each block
     int warpingPoints = 0;
     bool weighted = false; // the first method of quantisation, with matrices
     bool packets = false;  // several in a VOP

@@ -100,7 +100,9 @@ std::string kindName(const testing::TestParamInfo<RandomMpeg4Kind>& info)
 // - it reads the DC of partitions even where intra_dc_vlc_thr says that it is coded like other coefficients;
 // - it adds up the numbers of complexity estimation whenever a header tells them;
 // - it forgets which macroblocks of partitions are warped;
-// - in B-VOPs it keeps the prediction of the second field's vector from one video packet to the next.
+// - in B-VOPs it keeps the prediction of the second field's vector from one video packet to the next;
+// - it takes blocks with vectors of their own that lie outside to begin at the border of the picture, even
+//   where that is within a macroblock.
 // With quarter samples it predicts fields in blocks of 8x8 instead of 16x8, which is not exact.
 const std::string allTypes = "IPBBPPIBBPB";
 const std::string onlyP = "IPPPIPP";
@@ -109,11 +111,15 @@ const std::string withSprites = "ISSPBBSBSI";
 const RandomMpeg4Kind exactKinds[] = {
     {"Plain", {.types = allTypes}},
     {"OneMacroblock", {.width = 16, .height = 16, .types = allTypes}},
+    {"OddSize", {.width = 99, .height = 81, .types = allTypes, .fourVectors = false}},
+    {"OddSizeWarping",
+     {.width = 99, .height = 81, .types = withSprites, .fourVectors = false, .warpingPoints = 3}},
     {"Wide", {.width = 512, .height = 32, .types = "IPPBB"}},
     {"Weighted", {.types = allTypes, .weighted = true}},
     {"QuarterSample", {.types = allTypes, .quarterSample = true}},
     {"Packets", {.types = allTypes, .packets = true}},
     {"Partitions", {.types = allTypes, .packets = true, .partitioned = true, .dcAsAc = false}},
+    {"OnePacketInPartitions", {.types = allTypes, .partitioned = true, .dcAsAc = false}},
     {"PartitionsQuarterSample",
      {.types = allTypes,
       .quarterSample = true,

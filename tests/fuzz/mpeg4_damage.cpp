@@ -43,7 +43,7 @@ int main(int argc, char** argv)
         // Mostly the headers above the VOPs stay, without which there is not much to decode.
         constexpr std::size_t headers = 40;
         const auto copy = damagedCopy(stream, random.oneIn(4) ? 0 : headers, random);
-        const auto decoder = app::mpeg4::makeDecoder(listener);
+        const auto decoder = app::mpeg4::makeDecoder(listener, {.postprocess = random.oneIn(3)});
         decodeInPackets(*decoder, copy, random, sink);
     });
 }
