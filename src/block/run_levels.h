@@ -9,8 +9,8 @@ namespace kelvcpx {
 // Calls visit(run, level, isLast) for the first `count` levels that are not 0 in the order of the scan, from
 // position `first` on. The first of them stands behind `run` zeros that come before that position.
 template <class Scan, class Visit>
-[[gnu::always_inline]] inline void forEachLevel(const int16_t* block, const Scan& scan, std::size_t first,
-                                                int32_t run, int32_t count, Visit visit)
+inline void forEachLevel(const int16_t* block, const Scan& scan, std::size_t first, int32_t run,
+                         int32_t count, Visit visit)
 {
     for (std::size_t position = first; position < 64 && count > 0; position++) {
         const int32_t level = block[scan[position]];
