@@ -272,8 +272,9 @@ void StreamWriter::writeVop(std::size_t index)
     vop.topFieldFirst = draw(2);
     vop.alternateVerticalScan = draw(2);
     for (std::size_t i = 0; i < static_cast<std::size_t>(layer_.warpingPoints); i++) {
-        vop.warping.du[i] = random_.uniform(-9, 9);
-        vop.warping.dv[i] = random_.uniform(-9, 9);
+        const int most = draw(4) ? 120 : 9;
+        vop.warping.du[i] = random_.uniform(-most, most);
+        vop.warping.dv[i] = random_.uniform(-most, most);
     }
     vop.quant = drawQuant();
     for (int& fcode : vop.fcode)
