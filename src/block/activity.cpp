@@ -8,6 +8,7 @@
 #include <kelvcpx/metrics.h>
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 

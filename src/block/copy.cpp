@@ -5,6 +5,7 @@
 
 #include <kelvcpx/block.h>
 
+#include <cstddef>
 #include <utility>
 
 namespace kelvcpx {

@@ -13,6 +13,9 @@
 
 #include "block/strip.h"
 
+#include <cstddef>
+#include <cstdint>
+
 namespace kelvcpx {
 
 // Bit 0: half a sample to the right. Bit 1: half a sample down.

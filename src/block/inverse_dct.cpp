@@ -5,6 +5,7 @@
 #include <kelvcpx/block.h>
 
 #include <array>
+#include <bit>
 #include <cstddef>
 
 namespace kelvcpx {

@@ -5,6 +5,7 @@
 #include "core/vec.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>

@@ -4,6 +4,7 @@
 
 #include "core/vec.h"
 
+#include <bit>
 #include <cstdint>
 #include <cstdlib>
 

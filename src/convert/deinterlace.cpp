@@ -7,6 +7,7 @@
 #include <kelvcpx/convert.h>
 
 #include <algorithm>
+#include <cstddef>
 
 namespace kelvcpx::convert {
 namespace {

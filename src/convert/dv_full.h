@@ -5,6 +5,9 @@
 #include "core/rows.h"
 #include "core/vec.h"
 
+#include <cstddef>
+#include <cstdint>
+
 namespace kelvcpx::convert {
 
 // Samples from -128 on become samples from 0 on.

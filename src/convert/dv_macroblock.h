@@ -1,7 +1,6 @@
 // The parts of a decoded DV macroblock, and where they lie (IEC 61834-2, SMPTE 314M).
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
 namespace kelvcpx::convert {

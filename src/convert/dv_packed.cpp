@@ -6,6 +6,8 @@
 
 #include <kelvcpx/convert.h>
 
+#include <cstddef>
+
 namespace kelvcpx::convert {
 namespace {
 

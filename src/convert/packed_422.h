@@ -3,8 +3,7 @@
 
 #include "core/vec.h"
 
-#include <array>
-#include <cstddef>
+#include <cstdint>
 
 namespace kelvcpx::convert {
 

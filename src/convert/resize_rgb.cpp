@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cstddef>
 
 namespace kelvcpx::convert {
 namespace {

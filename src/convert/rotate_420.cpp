@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstddef>
 
 namespace kelvcpx::convert {
 namespace {

@@ -5,6 +5,7 @@
 
 #include <kelvcpx/core.h>
 
+#include <cstddef>
 #include <cstring>
 
 namespace kelvcpx {

@@ -1,5 +1,6 @@
 #include <kelvcpx/core.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <limits>

@@ -6,6 +6,7 @@
 #include <kelvcpx/dv.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <limits>
 
 namespace kelvcpx::dv {

@@ -5,6 +5,8 @@
 
 #include <kelvcpx/dv.h>
 
+#include <bit>
+
 namespace kelvcpx::dv {
 namespace {
 

@@ -6,6 +6,7 @@
 #include <kelvcpx/h261_filter.h>
 
 #include <array>
+#include <cstddef>
 
 namespace kelvcpx::h261 {
 namespace {

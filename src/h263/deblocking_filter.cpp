@@ -9,6 +9,7 @@
 
 #include <array>
 #include <bit>
+#include <cstddef>
 
 namespace kelvcpx::h263 {
 namespace {

@@ -8,6 +8,7 @@
 
 #include <kelvcpx/h263.h>
 
+#include <cstddef>
 #include <cstdlib>
 
 namespace kelvcpx::h263 {

@@ -6,6 +6,7 @@
 #include <kelvcpx/h263_filter.h>
 
 #include <array>
+#include <cstddef>
 
 namespace kelvcpx::h263 {
 namespace {

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 
 namespace kelvcpx::h263 {
 namespace {

@@ -4,7 +4,6 @@
 #include "h264/intra_predict.h"
 #include "tables/h264_tables.h"
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 

@@ -3,6 +3,9 @@
 
 #include <kelvcpx/h264_inter.h>
 
+#include <algorithm>
+#include <cstddef>
+
 namespace kelvcpx::h264 {
 namespace {
 

@@ -5,7 +5,10 @@
 #include "core/transpose.h"
 #include "h264/deblock_filters.h"
 
+#include <algorithm>
 #include <array>
+#include <bit>
+#include <cstddef>
 #include <cstdint>
 
 namespace kelvcpx::h264 {

@@ -5,6 +5,7 @@
 #include "h264/lanes.h"
 
 #include <array>
+#include <cstdint>
 #include <limits>
 
 namespace kelvcpx::h264 {

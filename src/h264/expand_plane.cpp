@@ -7,6 +7,7 @@
 
 #include <kelvcpx/h264_inter.h>
 
+#include <cstddef>
 #include <cstring>
 
 namespace kelvcpx::h264 {

@@ -6,6 +6,8 @@
 #include "h264/transform.h"
 
 #include <array>
+#include <bit>
+#include <cstdint>
 
 namespace kelvcpx::h264 {
 

@@ -8,6 +8,9 @@
 
 #include "h264/lanes.h"
 
+#include <cstddef>
+#include <cstdint>
+
 namespace kelvcpx::h264 {
 
 // Interpolates a block `Width` samples wide, to the right, down or both. Samples of weight 0 are not read.

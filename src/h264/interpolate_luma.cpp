@@ -4,6 +4,8 @@
 #include "h264/checks.h"
 #include "h264/interpolate_luma_kernels.h"
 
+#include <array>
+
 namespace kelvcpx::h264 {
 namespace {
 

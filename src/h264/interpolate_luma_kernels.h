@@ -6,6 +6,9 @@
 #include "h264/lanes.h"
 
 #include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
 
 namespace kelvcpx::h264 {
 

@@ -7,6 +7,7 @@
 #include "core/vec.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>

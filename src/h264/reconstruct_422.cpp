@@ -3,6 +3,8 @@
 #include "h264/macroblock_checks.h"
 #include "h264/records.h"
 
+#include <array>
+
 namespace kelvcpx::h264 {
 namespace {
 

@@ -2,6 +2,8 @@
 
 #include "h264/records.h"
 
+#include <cstddef>
+
 namespace kelvcpx::h264 {
 namespace {
 

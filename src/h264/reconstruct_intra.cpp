@@ -5,6 +5,9 @@
 
 #include <kelvcpx/h264_residual.h>
 
+#include <array>
+#include <cstddef>
+
 namespace kelvcpx::h264 {
 namespace {
 

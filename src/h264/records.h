@@ -7,6 +7,7 @@
 #include <kelvcpx/h264_high.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 namespace kelvcpx::h264 {

@@ -7,6 +7,8 @@
 
 #include <kelvcpx/h264_inter.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <limits>
 
 namespace kelvcpx::h264 {

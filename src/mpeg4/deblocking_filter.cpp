@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 
 namespace kelvcpx::mpeg4 {
 namespace {

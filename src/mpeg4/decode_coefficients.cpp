@@ -11,7 +11,10 @@
 #include <kelvcpx/mpeg4.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
+#include <cstddef>
+#include <cstdlib>
 
 namespace kelvcpx::mpeg4 {
 namespace {

@@ -8,7 +8,6 @@
 #include <kelvcpx/types.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
 
 namespace kelvcpx::mpeg4 {

@@ -7,6 +7,7 @@
 #include <kelvcpx/mpeg4.h>
 
 #include <algorithm>
+#include <cstddef>
 
 namespace kelvcpx::mpeg4 {
 namespace {

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstddef>
 
 namespace kelvcpx::mpeg4 {
 namespace {

@@ -8,7 +8,9 @@
 
 #include <kelvcpx/mpeg4.h>
 
+#include <algorithm>
 #include <bit>
+#include <cstddef>
 #include <cstdlib>
 
 namespace kelvcpx::mpeg4 {

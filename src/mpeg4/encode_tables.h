@@ -4,6 +4,12 @@
 
 #include "mpeg4/coefficient_tables.h"
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
 #include <tuple>
 
 namespace kelvcpx::mpeg4 {

@@ -10,6 +10,7 @@
 #include <kelvcpx/mpeg4_motion.h>
 
 #include <array>
+#include <cstddef>
 #include <cstring>
 
 namespace kelvcpx::mpeg4 {

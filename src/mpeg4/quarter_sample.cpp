@@ -10,6 +10,7 @@
 #include <kelvcpx/mpeg4_motion.h>
 
 #include <array>
+#include <cstddef>
 
 namespace kelvcpx::mpeg4 {
 namespace {

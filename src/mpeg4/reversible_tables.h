@@ -7,6 +7,12 @@
 
 #include "mpeg4/coefficient_tables.h"
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
 namespace kelvcpx::mpeg4 {
 
 inline constexpr std::size_t reversibleGroups = 16;
