@@ -6,6 +6,8 @@
 #include "core/rows.h"
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
 
 namespace kelvcpx::convert {
 
