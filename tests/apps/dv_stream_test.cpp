@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -54,12 +53,6 @@ Frame as422(Frame frame)
             frame.planes[plane] = chroma422(frame, plane);
     frame.format.chroma = ChromaFormat::yuv422;
     return frame;
-}
-
-std::string content(const fs::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 // Samples by which a reduced picture differs from the means of a full one, on average.
@@ -206,7 +199,7 @@ TEST(DvDamage, IsConcealedByTheFrameBefore)
 {
     const fs::path clip = makeClip("damage.dv", "-f lavfi -i testsrc2=size=720x576:rate=25 -frames:v 3 "
                                                 "-pix_fmt yuv420p -c:v dvvideo");
-    const std::string sound = content(clip);
+    const std::string sound = contents(clip);
     constexpr std::size_t frameBytes = 144000;
     ASSERT_EQ(sound.size(), 3 * frameBytes);
     const auto decode = [](const std::string& bytes) {

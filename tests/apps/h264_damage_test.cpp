@@ -9,8 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -29,13 +27,11 @@ TEST(DamagedH264Video, IsDecodedAsFarAsPossible)
         "-pix_fmt yuv420p -x264-params qp=0:tff=1",
     };
     std::vector<std::vector<uint8_t>> streams;
-    for (const std::string& kind : kinds) {
-        std::ifstream in(makeClip("damaged.264", "-f lavfi -i testsrc2=size=96x80:rate=25 -frames:v 8 "
-                                                 "-c:v libx264 -threads 1 " +
-                                                     kind + " -f h264"),
-                         std::ios::binary);
-        streams.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    }
+    for (const std::string& kind : kinds)
+        streams.push_back(
+            bytesOf(makeClip("damaged.264", "-f lavfi -i testsrc2=size=96x80:rate=25 -frames:v 8 "
+                                            "-c:v libx264 -threads 1 " +
+                                                kind + " -f h264")));
     DamageSearch search([&](int64_t number, Random& random, auto& listener, auto& sink) {
         const auto& stream = streams[static_cast<std::size_t>(number) % streams.size()];
         const auto decoder = app::h264::makeDecoder({}, listener);

@@ -1,6 +1,7 @@
 // The H.264 encoder against two decoders, ours and an independent one: both show exactly what the encoder
 // reconstructed.
 #include "apps/support/clip.h"
+#include "apps/support/close_pictures.h"
 #include "apps/support/encode.h"
 #include "apps/support/frames.h"
 #include "support/random.h"
@@ -22,7 +23,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <ostream>
 #include <string>
 #include <tuple>
@@ -38,33 +38,12 @@ EncodedVideo encode(const std::vector<Frame>& pictures, const app::EncoderSettin
     return encodeInProcess("h264", pictures, settings);
 }
 
-std::vector<Frame> readSource(const fs::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return parseY4m({std::istreambuf_iterator<char>(in), {}});
-}
-
-fs::path store(const std::string& name, const std::vector<uint8_t>& bytes)
-{
-    const fs::path file = testFile("encoded/" + name + ".264");
-    std::ofstream(file, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    return file;
-}
-
-void expectSamePictures(const std::vector<Frame>& pictures, const std::vector<Frame>& expected)
-{
-    ASSERT_EQ(pictures.size(), expected.size());
-    for (std::size_t i = 0; i < pictures.size(); i++)
-        ASSERT_EQ(differences(pictures[i], expected[i]), "") << "picture " << i;
-}
-
 void expectDecodesToReconstruction(const std::string& name, const EncodedVideo& stream)
 {
     const DecodedStream ours = decodeInProcess("h264", stream.bytes);
     EXPECT_EQ(ours.damage, std::vector<std::string>());
     ASSERT_NO_FATAL_FAILURE(expectSamePictures(ours.frames, stream.reconstruction));
-    expectSamePictures(decodeWithFfmpeg(store(name, stream.bytes)), stream.reconstruction);
+    expectSamePictures(decodeWithFfmpeg(storeStream(name + ".264", stream.bytes)), stream.reconstruction);
 }
 
 } // namespace
@@ -101,7 +80,7 @@ const EncoderSource sources[] = {
 
 std::vector<Frame> picturesOf(const EncoderSource& source)
 {
-    return readSource(makeClip("source.y4m", source.arguments + " -pix_fmt yuv420p"));
+    return parseY4m(contents(makeClip("source.y4m", source.arguments + " -pix_fmt yuv420p")));
 }
 
 } // namespace
@@ -147,7 +126,7 @@ TEST(H264EncoderSettings, PlaceIntraPictures)
         const EncodedVideo stream = encode(pictures, settings);
         const std::string name = "Period" + std::to_string(period);
         EXPECT_NO_FATAL_FAILURE(expectDecodesToReconstruction(name, stream));
-        EXPECT_EQ(pictureTypes(store(name, stream.bytes)), types);
+        EXPECT_EQ(pictureTypes(storeStream(name + ".264", stream.bytes)), types);
     }
 }
 

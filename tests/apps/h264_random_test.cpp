@@ -9,28 +9,13 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <map>
 #include <ostream>
-#include <span>
 #include <string>
 #include <vector>
 
 namespace kelvcpx::test {
-namespace {
-
-namespace fs = std::filesystem;
-
-fs::path store(const std::string& name, std::span<const uint8_t> bytes)
-{
-    const fs::path file = testFile("random/" + name + ".264");
-    std::ofstream(file, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    return file;
-}
-
-} // namespace
 
 struct RandomH264Kind {
     std::string name;
@@ -53,7 +38,7 @@ TEST_P(RandomH264Video, DecodesToTheSameSamples)
     for (int i = 0; i < GetParam().count; i++, options.seed++) {
         SCOPED_TRACE("seed " + std::to_string(options.seed));
         const RandomH264Stream stream = makeRandomH264Stream(options);
-        const fs::path file = store(GetParam().name + std::to_string(i), stream.bytes);
+        const auto file = storeStream("random/" + GetParam().name + std::to_string(i) + ".264", stream.bytes);
         const DecodedStream ours = decodeInProcess(file);
         EXPECT_EQ(ours.damage, std::vector<std::string>());
         std::vector<Frame> theirs = decodeWithFfmpeg(file, "-threads 1 -flags unaligned -f h264");

@@ -13,7 +13,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -22,12 +21,6 @@ namespace kelvcpx::test {
 namespace {
 
 using Bytes = std::vector<uint8_t>;
-
-Bytes bytesOf(const std::filesystem::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 // A start code and what follows it up to the next one.
 struct Unit {

@@ -12,11 +12,9 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <fstream>
 #include <iterator>
 #include <map>
 #include <set>
-#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -29,14 +27,6 @@ namespace fs = std::filesystem;
 
 // The reference decoder with an inverse DCT in floating point.
 const std::string referenceArguments = "-threads 1 -idct faani ";
-
-fs::path store(const std::string& name, std::span<const uint8_t> bytes)
-{
-    fs::path file = testFile("random/" + name + ".m2v");
-    std::ofstream(file, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    return file;
-}
 
 } // namespace
 
@@ -128,13 +118,12 @@ INSTANTIATE_TEST_SUITE_P(Ffmpeg, EncodedMpegVideo, testing::ValuesIn(encodedStre
 TEST(EncodedMpegVideo, StartsInAnOpenGroup)
 {
     const fs::path clip = makeClip("open.m2v", source("testsrc2") + "-c:v mpeg2video -g 9 -bf 2 -q:v 4");
-    std::ifstream in(clip, std::ios::binary);
-    const std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(in), {}};
+    const std::vector<uint8_t> bytes = bytesOf(clip);
     constexpr uint8_t sequenceHeader[] = {0, 0, 1, 0xB3};
     const auto second =
         std::search(bytes.begin() + 1, bytes.end(), std::begin(sequenceHeader), std::end(sequenceHeader));
     ASSERT_NE(second, bytes.end());
-    const fs::path file = store("open", {second, bytes.end()});
+    const fs::path file = storeStream("open.m2v", {second, bytes.end()});
     const DecodedStream ours = decodeInProcess(file);
     EXPECT_EQ(ours.damage, std::vector<std::string>());
     const std::string types = pictureTypes(file);
@@ -165,8 +154,8 @@ protected:
         for (int i = 0; i < GetParam().count; i++, options.seed++) {
             SCOPED_TRACE("seed " + std::to_string(options.seed));
             const RandomStream stream = makeRandomStream(options);
-            const fs::path file = store(
-                (options.exact ? "exact/" : "close/") + GetParam().name + std::to_string(i), stream.bytes);
+            const std::string name = GetParam().name + std::to_string(i) + ".m2v";
+            const fs::path file = storeStream((options.exact ? "exact/" : "close/") + name, stream.bytes);
             const DecodedStream ours = decodeInProcess(file);
             EXPECT_EQ(ours.damage, std::vector<std::string>());
             const auto theirs = decodeWithFfmpeg(file, referenceArguments + "-f mpegvideo");
@@ -261,17 +250,15 @@ TEST(RandomMpegVideo, FollowOneAnother)
                                        &exactKinds[10], &exactKinds[16], &exactKinds[1]};
     for (const RandomKind* const kind : kinds) {
         const std::vector<uint8_t> bytes = makeRandomStream(kind->options).bytes;
-        for (Frame& frame : decodeInProcess(store("alone", bytes)).frames)
+        for (Frame& frame : decodeInProcess(storeStream("alone.m2v", bytes)).frames)
             expected.push_back(std::move(frame));
         constexpr int endCode = 4;
         all.insert(all.end(), bytes.begin(), bytes.end() - (keepEndCode ? 0 : endCode));
         keepEndCode = !keepEndCode;
     }
-    const DecodedStream together = decodeInProcess(store("together", all));
+    const DecodedStream together = decodeInProcess(storeStream("together.m2v", all));
     EXPECT_EQ(together.damage, std::vector<std::string>());
-    ASSERT_EQ(together.frames.size(), expected.size());
-    for (std::size_t i = 0; i < expected.size(); i++)
-        EXPECT_EQ(differences(together.frames[i], expected[i]), "") << "picture " << i;
+    expectSamePictures(together.frames, expected);
 }
 
 // What the tests above are worth: the streams use all that the standards have, every code of every table

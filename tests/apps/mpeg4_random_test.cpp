@@ -7,10 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <ostream>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -22,14 +20,6 @@ namespace fs = std::filesystem;
 // The reference decoder with an inverse DCT in floating point, and without the instructions for this machine
 // that its warping makes mistakes with.
 const std::string referenceArguments = "-cpuflags 0 -threads 1 -idct faani -f m4v";
-
-fs::path store(const std::string& name, std::span<const uint8_t> bytes)
-{
-    const fs::path file = testFile("random/" + name + ".m4v");
-    std::ofstream(file, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    return file;
-}
 
 } // namespace
 
@@ -55,8 +45,8 @@ protected:
         for (int i = 0; i < GetParam().count; i++, options.seed++) {
             SCOPED_TRACE("seed " + std::to_string(options.seed));
             const RandomMpeg4Stream stream = makeRandomMpeg4Stream(options);
-            const fs::path file = store(
-                (options.exact ? "exact/" : "close/") + GetParam().name + std::to_string(i), stream.bytes);
+            const std::string name = GetParam().name + std::to_string(i) + ".m4v";
+            const fs::path file = storeStream((options.exact ? "exact/" : "close/") + name, stream.bytes);
             const DecodedStream ours = decodeInProcess(file);
             EXPECT_EQ(ours.damage, std::vector<std::string>());
             const auto theirs = decodeWithFfmpeg(file, referenceArguments);

@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -148,9 +146,7 @@ INSTANTIATE_TEST_SUITE_P(Xvid, EncodedMpeg4Video, testing::ValuesIn(otherEncoder
 TEST(EncodedMpeg4Video, TakesShortHeaders)
 {
     const fs::path clip = makeClip("a.h263", source("testsrc2") + "-c:v h263 -q:v 4");
-    std::ifstream in(clip, std::ios::binary);
-    const std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(in), {}};
-    const DecodedStream ours = decodeInProcess("mpeg4", bytes);
+    const DecodedStream ours = decodeInProcess("mpeg4", bytesOf(clip));
     EXPECT_EQ(ours.damage, std::vector<std::string>());
     expectClose(ours.frames, decodeWithFfmpeg(clip, referenceArguments), pictureTypes(clip), bounds);
 }

@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 #include <iterator>
 
 namespace kelvcpx::test {
@@ -31,12 +30,6 @@ VideoFormat formatOf(ChromaFormat chroma, int bitDepth)
     format.frameRate = {30000, 1001};
     format.sampleAspect = {16, 11};
     return format;
-}
-
-std::string contents(const std::filesystem::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 // A file of a name that no other test uses.

@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <cctype>
+#include <fstream>
 #include <functional>
+#include <iterator>
 
 namespace kelvcpx::test {
 
@@ -17,6 +19,26 @@ fs::path testFile(const std::string& name)
     fs::path path = fs::path(KELVCPX_TEST_FILES) / name;
     fs::create_directories(path.parent_path());
     return path;
+}
+
+std::string contents(const fs::path& file)
+{
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+std::vector<uint8_t> bytesOf(const fs::path& file)
+{
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+fs::path storeStream(const std::string& name, std::span<const uint8_t> bytes)
+{
+    fs::path file = testFile("streams/" + name);
+    std::ofstream(file, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    return file;
 }
 
 fs::path makeClip(const std::string& name, const std::string& arguments)

@@ -4,7 +4,9 @@
 
 #include "apps/support/frames.h"
 
+#include <cstdint>
 #include <filesystem>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -12,6 +14,13 @@ namespace kelvcpx::test {
 
 // A path in the build's folder of test files, which exists.
 std::filesystem::path testFile(const std::string& name);
+
+// What is in a file.
+std::string contents(const std::filesystem::path& file);
+std::vector<uint8_t> bytesOf(const std::filesystem::path& file);
+
+// Writes a stream to a test file; the name's ending tells the kind of stream.
+std::filesystem::path storeStream(const std::string& name, std::span<const uint8_t> bytes);
 
 // The clip that `ffmpeg ARGUMENTS NAME` makes, arguments separated by spaces; made once for each set of
 // arguments:

@@ -23,4 +23,11 @@ void expectClose(const std::vector<Frame>& ours, const std::vector<Frame>& their
     }
 }
 
+void expectSamePictures(const std::vector<Frame>& ours, const std::vector<Frame>& theirs)
+{
+    ASSERT_EQ(ours.size(), theirs.size());
+    for (std::size_t i = 0; i < ours.size(); i++)
+        ASSERT_EQ(differences(ours[i], theirs[i]), "") << "picture " << i;
+}
+
 } // namespace kelvcpx::test

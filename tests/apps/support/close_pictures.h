@@ -1,4 +1,4 @@
-// How close the pictures of two decoders have to be.
+// How close the pictures of two decoders have to be, or those of a decoder to what an encoder expects.
 #pragma once
 
 #include "apps/support/frames.h"
@@ -18,5 +18,8 @@ struct Bounds {
 // Expects as many pictures as there are letters of types, all planes of which are within the bounds.
 void expectClose(const std::vector<Frame>& ours, const std::vector<Frame>& theirs, const std::string& types,
                  Bounds bounds);
+
+// Expects the same samples in as many pictures.
+void expectSamePictures(const std::vector<Frame>& ours, const std::vector<Frame>& theirs);
 
 } // namespace kelvcpx::test

@@ -1,13 +1,13 @@
 #include "apps/support/encode.h"
 
 #include "apps/support/clip.h"
+#include "apps/support/close_pictures.h"
 
 #include "codecs.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 
 namespace kelvcpx::test {
 
@@ -35,23 +35,13 @@ std::vector<Frame> makePictures(const std::string& source, const std::string& si
                                                        std::to_string(count) + " -pix_fmt yuv420p"));
 }
 
-std::filesystem::path storeStream(const std::string& name, std::span<const uint8_t> bytes)
-{
-    std::filesystem::path file = testFile("encoded/" + name);
-    std::ofstream(file, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    return file;
-}
-
 void expectReconstruction(const EncodedVideo& video, const std::string& codec,
                           const std::filesystem::path& file, const Nearness& nearness)
 {
     const std::vector<Frame>& expected = video.reconstruction;
     const DecodedStream ours = decodeInProcess(codec, video.bytes);
     EXPECT_EQ(ours.damage, std::vector<std::string>());
-    ASSERT_EQ(ours.frames.size(), expected.size());
-    for (std::size_t i = 0; i < expected.size(); i++)
-        ASSERT_EQ(differences(ours.frames[i], expected[i]), "") << "picture " << i;
+    expectSamePictures(ours.frames, expected);
 
     const std::vector<Frame> theirs = decodeWithFfmpeg(file, "-threads 1 -idct faani");
     ASSERT_EQ(theirs.size(), expected.size());

@@ -26,9 +26,6 @@ EncodedVideo encodeInProcess(const std::string& codec, std::span<const Frame> fr
 std::vector<Frame> makePictures(const std::string& source, const std::string& size, int count,
                                 const std::string& filters = "null");
 
-// Writes a stream to a test file; the name's ending tells the kind of stream.
-std::filesystem::path storeStream(const std::string& name, std::span<const uint8_t> bytes);
-
 // How near an independent decoder, whose inverse DCT rounds in another way, is to come in dB.
 struct Nearness {
     double picture; // in every plane of every picture
