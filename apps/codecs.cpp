@@ -17,15 +17,14 @@
 
 #include <string>
 #include <string_view>
-#include <type_traits>
 #include <vector>
 
 namespace kelvcpx::app {
 
 namespace {
 
-using MakeDecoder = std::unique_ptr<VideoDecoder> (*)(const VideoStream&, DamageListener&,
-                                                      const DecoderSettings&);
+using OpenStream = std::unique_ptr<VideoDecoder> (*)(const VideoStream&, DamageListener&,
+                                                     const DecoderSettings&);
 
 // What a decoder can be asked for.
 enum class Settings { none, conversion, postprocess };
@@ -40,15 +39,11 @@ void refuseOthers(const DecoderSettings& settings, Settings known)
 
 // For codecs whose headers come in start-code units, in the packets or in front of them: nothing of a picture
 // is in the extradata.
-template <auto make>
+template <MakeDecoder make>
 std::unique_ptr<VideoDecoder> headersFirst(const VideoStream& stream, DamageListener& listener,
                                            const DecoderSettings& settings)
 {
-    std::unique_ptr<VideoDecoder> decoder;
-    if constexpr (std::is_invocable_v<decltype(make), DamageListener&, const DecoderSettings&>)
-        decoder = make(listener, settings);
-    else
-        decoder = make(listener);
+    std::unique_ptr<VideoDecoder> decoder = make(listener, settings);
     if (!stream.extradata.empty()) {
         std::vector<uint8_t> headers = stream.extradata;
         headers.resize(headers.size() + Demuxer::padding);
@@ -57,30 +52,30 @@ std::unique_ptr<VideoDecoder> headersFirst(const VideoStream& stream, DamageList
     return decoder;
 }
 
-std::unique_ptr<VideoDecoder> makeDvDecoder(const VideoStream&, DamageListener& listener,
-                                            const DecoderSettings& settings)
+std::unique_ptr<VideoDecoder> openDv(const VideoStream&, DamageListener& listener,
+                                     const DecoderSettings& settings)
 {
     return dv::makeDecoder(listener, settings);
 }
 
-std::unique_ptr<VideoDecoder> makeH264Decoder(const VideoStream& stream, DamageListener& listener,
-                                              const DecoderSettings&)
+std::unique_ptr<VideoDecoder> openH264(const VideoStream& stream, DamageListener& listener,
+                                       const DecoderSettings&)
 {
     return h264::makeDecoder(stream.extradata, listener);
 }
 
 struct Codec {
     std::string_view name; // VideoStream::codec
-    MakeDecoder make;
+    OpenStream open;
     Settings settings = Settings::none;
 };
 
 constexpr Codec codecs[] = {
-    {"dvvideo", makeDvDecoder, Settings::conversion},
+    {"dvvideo", openDv, Settings::conversion},
     {"h261", headersFirst<h261::makeDecoder>},
     {"h263", headersFirst<h263::makeDecoder>, Settings::postprocess},
     {"h263p", headersFirst<h263::makeDecoder>, Settings::postprocess},
-    {"h264", makeH264Decoder},
+    {"h264", openH264},
     {"mpeg1video", headersFirst<mpeg2::makeDecoder>},
     {"mpeg2video", headersFirst<mpeg2::makeDecoder>},
     {"mpeg4", headersFirst<mpeg4::makeDecoder>, Settings::postprocess},
@@ -114,7 +109,7 @@ std::unique_ptr<VideoDecoder> makeDecoder(const VideoStream& stream, DamageListe
     for (const Codec& codec : codecs)
         if (codec.name == stream.codec) {
             refuseOthers(settings, codec.settings);
-            return codec.make(stream, listener, settings);
+            return codec.open(stream, listener, settings);
         }
     throw UnsupportedStream(fmt::format("there is no decoder for {} ({}), only for {}", stream.codec,
                                         stream.codecTitle, knownCodecs()));

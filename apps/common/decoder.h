@@ -4,6 +4,7 @@
 #include "common/picture.h"
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <stdexcept>
@@ -60,5 +61,9 @@ public:
     // "Sample aspect", "Frame rate", "Profile", "Level", "Bit rate") takes the place of the container's.
     virtual std::vector<Property> describe() const = 0;
 };
+
+// What makes the decoder of a driver. The listener must outlive it; settings that the codec does not have are
+// without effect.
+using MakeDecoder = std::unique_ptr<VideoDecoder> (*)(DamageListener&, const DecoderSettings&);
 
 } // namespace kelvcpx::app

@@ -52,7 +52,7 @@ PredictiveEncoder::PredictiveEncoder(const VideoFormat& format, const EncoderSet
                                      MakeDecoder makeDecoder)
     : format_(format), qp_(settings.qp.value_or(defaultQp)),
       groupSize_(settings.groupSize.value_or(defaultGroupSize)), source_(format), reference_(format),
-      decoder_(makeDecoder(*this))
+      decoder_(makeDecoder(*this, {}))
 {
     if (format.chroma != ChromaFormat::yuv420 || format.bitDepth != 8)
         throw UnsupportedStream("only 4:2:0 pictures of 8 bits can be encoded");

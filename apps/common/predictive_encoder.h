@@ -35,8 +35,6 @@ public:
     void flush(const EncoderOutput&) override {}
 
 protected:
-    using MakeDecoder = std::unique_ptr<VideoDecoder> (*)(DamageListener&);
-
     // Throws UsageError for settings that these encoders do not have.
     PredictiveEncoder(const VideoFormat& format, const EncoderSettings& settings, MakeDecoder makeDecoder);
 

@@ -7,6 +7,6 @@
 
 namespace kelvcpx::app::dv {
 
-std::unique_ptr<VideoDecoder> makeDecoder(DamageListener& listener, const DecoderSettings& settings);
+std::unique_ptr<VideoDecoder> makeDecoder(DamageListener& listener, const DecoderSettings& settings = {});
 
 } // namespace kelvcpx::app::dv

@@ -144,7 +144,7 @@ void Decoder::report(const std::string& message)
 
 } // namespace
 
-std::unique_ptr<VideoDecoder> makeDecoder(DamageListener& listener)
+std::unique_ptr<VideoDecoder> makeDecoder(DamageListener& listener, const DecoderSettings&)
 {
     return std::make_unique<Decoder>(listener);
 }

@@ -50,8 +50,8 @@ class Encoder : public PredictiveEncoder
 {
 public:
     Encoder(const VideoFormat& format, const EncoderSettings& settings)
-        : PredictiveEncoder(format, settings, [](auto& listener) { return makeDecoder(listener); }),
-          wide_((format.width + 15) / 16), high_((format.height + 15) / 16), vectors_(wide_, high_)
+        : PredictiveEncoder(format, settings, makeDecoder), wide_((format.width + 15) / 16),
+          high_((format.height + 15) / 16), vectors_(wide_, high_)
     {}
 
 private:

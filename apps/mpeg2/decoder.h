@@ -7,6 +7,6 @@
 
 namespace kelvcpx::app::mpeg2 {
 
-std::unique_ptr<VideoDecoder> makeDecoder(DamageListener& listener);
+std::unique_ptr<VideoDecoder> makeDecoder(DamageListener& listener, const DecoderSettings& settings = {});
 
 } // namespace kelvcpx::app::mpeg2

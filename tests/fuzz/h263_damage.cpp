@@ -5,9 +5,6 @@
 #include "h261/decoder.h"
 #include "h263/decoder.h"
 
-#include <fstream>
-#include <iterator>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,19 +13,16 @@ namespace {
 using namespace kelvcpx;
 using namespace kelvcpx::test;
 
-using MakeDecoder = std::unique_ptr<app::VideoDecoder> (*)(app::DamageListener&);
-
 struct Stream {
-    MakeDecoder makeDecoder;
+    app::MakeDecoder makeDecoder;
     std::vector<uint8_t> bytes;
 };
 
-Stream encoded(MakeDecoder makeDecoder, const std::string& file, const std::string& arguments)
+Stream encoded(app::MakeDecoder makeDecoder, const std::string& file, const std::string& arguments)
 {
     const auto clip =
         makeClip(file, "-f lavfi -i testsrc2=size=" + arguments + " -threads 1 -frames:v 6 -g 3");
-    std::ifstream in(clip, std::ios::binary);
-    return {makeDecoder, {std::istreambuf_iterator<char>(in), {}}};
+    return {makeDecoder, bytesOf(clip)};
 }
 
 std::vector<Stream> makeStreams()
@@ -63,7 +57,7 @@ int main(int argc, char** argv)
         std::vector<uint8_t> copy = damagedCopy(stream.bytes, 0, random);
         if (random.oneIn(6))
             makePbFrames(copy);
-        const auto decoder = stream.makeDecoder(listener);
+        const auto decoder = stream.makeDecoder(listener, {.postprocess = random.oneIn(3)});
         decodeInPackets(*decoder, copy, random, sink);
     });
 }

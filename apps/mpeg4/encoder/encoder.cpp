@@ -53,8 +53,7 @@ private:
 };
 
 Encoder::Encoder(const VideoFormat& format, const EncoderSettings& settings)
-    : PredictiveEncoder(format, settings, [](auto& listener) { return makeDecoder(listener); }),
-      layer_(describeLayer(format)), inverse_(layer_),
+    : PredictiveEncoder(format, settings, makeDecoder), layer_(describeLayer(format)), inverse_(layer_),
       frame_(format, static_cast<std::size_t>(layer_.macroblockCount())),
       vectors_(layer_.macroblocksWide(), layer_.macroblocksHigh())
 {
