@@ -23,8 +23,8 @@ using Outputs = std::vector<std::unique_ptr<PictureOutput>>;
 
 void check(const DecodeOptions& options)
 {
-    if (options.md5 && options.output == OutputFile::standardOutput)
-        throw UsageError("--md5 and -o - both want standard output");
+    if (options.md5)
+        refuseToMix(options.output, std::string(OutputFile::standardOutput));
     refuseToOverwrite(options.input, options.output);
 }
 

@@ -19,8 +19,7 @@ void check(const EncodeOptions& options)
 {
     if (options.settings.qp && options.settings.bitRate)
         throw UsageError("--qp and --bitrate exclude each other");
-    if (options.output == OutputFile::standardOutput && options.reconstruction == OutputFile::standardOutput)
-        throw UsageError("-o - and --recon - both want standard output");
+    refuseToMix(options.output, options.reconstruction);
     refuseToOverwrite(options.input, options.output);
     refuseToOverwrite(options.input, options.reconstruction);
 }

@@ -149,7 +149,7 @@ void addPreview(CLI::App& app, Command& command)
     CLI::App* preview = app.add_subcommand("preview", "Draw a contact sheet of a video");
     auto options = std::make_shared<PreviewOptions>();
     preview->add_option("INPUT", options->input, inputHelp)->required()->type_name("");
-    preview->add_option("-o,--output", options->output, "PNG file for the sheet")
+    preview->add_option("-o,--output", options->output, "PNG file for the sheet; - is standard output")
         ->required()
         ->type_name("FILE");
     preview->add_option("--every", options->every, "Show a picture every so many seconds (1)")

@@ -7,7 +7,7 @@ namespace kelvcpx::app {
 
 struct PreviewOptions {
     std::string input;  // "-" is standard input
-    std::string output; // a PNG file
+    std::string output; // a PNG file; "-" is standard output
     double every = 1;   // seconds from one picture to the next
     int scale = 4;      // 2, 4 or 8: how much smaller the pictures are
 };

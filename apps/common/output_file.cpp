@@ -14,11 +14,37 @@
 
 namespace kelvcpx::app {
 
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string nameOf(const std::string& path)
+{
+    return path == OutputFile::standardOutput ? "standard output" : path;
+}
+
+} // namespace
+
 void refuseToOverwrite(const std::string& input, const std::string& output)
 {
-    std::error_code notThere; // which is fine: then it is not the input
-    if (!output.empty() && std::filesystem::equivalent(input, output, notThere))
+    // A terminal may be both, and what is not there yet is not the input.
+    std::error_code notThere;
+    if (output == OutputFile::standardOutput || !fs::is_regular_file(output, notThere))
+        return;
+    if (fs::equivalent(input == "-" ? "/dev/stdin" : input, output, notThere))
         throw UsageError(fmt::format("{} is the input: it will not be overwritten", output));
+}
+
+void refuseToMix(const std::string& first, const std::string& second)
+{
+    std::error_code error;
+    if (first.empty() || second.empty() || fs::is_character_file(first, error)) // /dev/null takes everything
+        return;
+    const auto canonical = [&](const std::string& path) {
+        return fs::weakly_canonical(fs::absolute(path, error), error);
+    };
+    if (canonical(first) == canonical(second))
+        throw UsageError(fmt::format("two outputs cannot both go to {}", nameOf(first)));
 }
 
 OutputFile::OutputFile(std::string path) : path_(std::move(path))
@@ -61,8 +87,7 @@ void OutputFile::close()
 
 void OutputFile::fail(int error) const
 {
-    const std::string name = path_ == standardOutput ? "standard output" : path_;
-    const std::string message = fmt::format("cannot write {}: {}", name, std::strerror(error));
+    const std::string message = fmt::format("cannot write {}: {}", nameOf(path_), std::strerror(error));
     if (error == EPIPE)
         throw OutputClosed(message);
     throw OutputError(message);

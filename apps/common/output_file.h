@@ -22,8 +22,12 @@ public:
     using OutputError::OutputError;
 };
 
-// Throws UsageError if the output, which may be empty, is the very file that is read.
+// Throws UsageError if the output, which may be empty, is the very file that is read. "-" is standard input
+// and standard output.
 void refuseToOverwrite(const std::string& input, const std::string& output);
+
+// Throws UsageError if two outputs, which may be empty, are one file.
+void refuseToMix(const std::string& first, const std::string& second);
 
 class OutputFile
 {

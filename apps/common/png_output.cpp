@@ -20,8 +20,13 @@ void writePng(const std::string& path, int width, int height, std::span<const ui
     image.height = static_cast<png_uint_32>(height);
     image.format = PNG_FORMAT_RGB;
     image.flags = PNG_IMAGE_FLAG_FAST;
-    if (png_image_write_to_file(&image, path.c_str(), 0, rgb.data(), 0, nullptr) == 0)
-        throw OutputError(fmt::format("cannot write {}: {}", path, image.message));
+    png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(image);
+    std::vector<uint8_t> bytes(size);
+    if (png_image_write_to_memory(&image, bytes.data(), &size, 0, rgb.data(), 0, nullptr) == 0)
+        throw OutputError(fmt::format("cannot make the picture {}: {}", path, image.message));
+    OutputFile file(path);
+    file.write(std::span(bytes).first(size));
+    file.close();
 }
 
 PngOutput::PngOutput(std::filesystem::path folder) : folder_(std::move(folder))

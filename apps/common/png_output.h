@@ -10,7 +10,7 @@
 
 namespace kelvcpx::app {
 
-// Writes R, G, B bytes row by row. Throws OutputError.
+// Writes R, G, B bytes row by row to a file; "-" is standard output. Throws OutputError.
 void writePng(const std::string& path, int width, int height, std::span<const uint8_t> rgb);
 
 class PngOutput : public PictureOutput

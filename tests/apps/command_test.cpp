@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <iterator>
 
 namespace kelvcpx::test {
 
@@ -22,12 +21,6 @@ std::string clip()
 {
     return makeClip("clip.m2v",
                     "-f lavfi -i testsrc2=size=176x144:rate=25:duration=0.4 -c:v mpeg2video -bf 2");
-}
-
-std::string contents(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 constexpr int clipPictures = 10;
@@ -86,11 +79,13 @@ TEST(Command, NeverOverwritesItsInput)
     fs::copy_file(clip(), input, fs::copy_options::overwrite_existing);
     fs::remove(link);
     fs::create_symlink(input, link);
-    for (const std::string& output : {input, link}) {
-        const ProcessResult result = kelvcpx("decode " + input + " -o " + output);
-        EXPECT_EQ(result.exitCode, 2);
-        EXPECT_NE(result.err.find("is the input"), std::string::npos) << result.err;
-    }
+    for (const std::string& output : {input, link})
+        for (const std::string& read : {input, "- < " + input}) {
+            const std::string command = KELVCPX_COMMAND " decode " + read + " -o " + output;
+            const ProcessResult result = run({"sh", "-c", command});
+            EXPECT_EQ(result.exitCode, 2) << command;
+            EXPECT_NE(result.err.find("is the input"), std::string::npos) << result.err;
+        }
     EXPECT_EQ(contents(input), contents(clip()));
 }
 

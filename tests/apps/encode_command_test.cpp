@@ -1,5 +1,6 @@
 // `kelvcpx encode` as its users meet it.
 #include "apps/support/clip.h"
+#include "apps/support/close_pictures.h"
 #include "apps/support/frames.h"
 #include "apps/support/process.h"
 
@@ -8,8 +9,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -23,22 +22,7 @@ ProcessResult kelvcpx(const std::string& arguments)
     return run(words(KELVCPX_COMMAND " " + arguments));
 }
 
-std::string contents(const fs::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 constexpr auto chart = "-f lavfi -i testsrc2=size=176x144:rate=25 -frames:v 10 -pix_fmt ";
-
-void expectSamePictures(const std::vector<Frame>& pictures, const std::vector<Frame>& expected,
-                        std::size_t count)
-{
-    ASSERT_EQ(pictures.size(), count);
-    ASSERT_EQ(expected.size(), count);
-    for (std::size_t i = 0; i < count; i++)
-        ASSERT_EQ(differences(pictures[i], expected[i]), "") << "picture " << i;
-}
 
 std::string clip()
 {
@@ -54,7 +38,9 @@ TEST(EncodeCommand, WritesTheStreamAndItsReconstruction)
     const ProcessResult result = kelvcpx("encode " + clip() + " -c h264 --qp 24 -o " + stream.string() +
                                          " --recon " + reconstruction.string());
     ASSERT_EQ(result.exitCode, 0) << result.err;
-    expectSamePictures(decodeInProcess(stream).frames, parseY4m(contents(reconstruction)), 10);
+    const std::vector<Frame> expected = parseY4m(contents(reconstruction));
+    EXPECT_EQ(expected.size(), 10U);
+    expectSamePictures(decodeInProcess(stream).frames, expected);
 }
 
 TEST(EncodeCommand, TakesRawVideoInContainers)
@@ -65,10 +51,10 @@ TEST(EncodeCommand, TakesRawVideoInContainers)
             .frames;
     };
     const std::vector<Frame> expected = encoded(clip());
+    EXPECT_EQ(expected.size(), 4U);
     for (const char* const name : {"raw.avi", "raw.nut", "raw.mkv"}) {
         SCOPED_TRACE(name);
-        expectSamePictures(encoded(makeClip(name, std::string(chart) + "yuv420p -c:v rawvideo")), expected,
-                           4);
+        expectSamePictures(encoded(makeClip(name, std::string(chart) + "yuv420p -c:v rawvideo")), expected);
     }
 }
 
@@ -107,6 +93,8 @@ TEST(EncodeCommand, RefusesWhatItCannotDo)
         {"encode " + clip() + " -c mpeg2 -o x --bitrate 1M --qp 4", 2, "exclude"},
         {"encode " + clip() + " -c h264 -o " + clip(), 2, "is the input"},
         {"encode " + clip() + to + " --recon " + clip(), 2, "is the input"},
+        {"encode " + clip() + to + " --recon " + testFile("./refused.264").string(), 2, "two outputs"},
+        {"encode " + clip() + " -c h264 -o - --recon -", 2, "standard output"},
     };
     for (const Refusal& refusal : refusals) {
         const ProcessResult result = kelvcpx(refusal.arguments);

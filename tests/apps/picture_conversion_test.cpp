@@ -96,6 +96,7 @@ TEST(Preview, ShowsAPictureASecond)
         const ProcessResult result =
             run(words(KELVCPX_COMMAND " preview " + clip + " -o " + sheet + " --scale 8"));
         ASSERT_EQ(result.exitCode, 0) << result.err;
+        EXPECT_EQ(run(words(KELVCPX_COMMAND " preview " + clip + " -o - --scale 8")).out, contents(sheet));
         const std::string pixels =
             runOrThrow(words("ffmpeg -v error -i " + sheet + " -f rawvideo -pix_fmt rgb24 -"));
         // Two across, two down, a gap round each.
