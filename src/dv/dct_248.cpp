@@ -2,7 +2,6 @@
 // line of each field.
 
 #include "core/arguments.h"
-#include "core/arithmetic.h"
 #include "core/lanes32.h"
 #include "core/transpose.h"
 #include "tables/dv_tables.h"
@@ -16,68 +15,70 @@
 namespace kelvcpx::dv {
 namespace {
 
+using Rows = std::array<S16x8, 8>;
+
 // Forward
 
-constexpr int16_t low16(int32_t v)
+// v * tan(pi / 8), rounded.
+Lanes32 R(const Lanes32& v)
 {
-    return static_cast<int16_t>(v);
+    return (v * 27146 + 32768) >> 16;
 }
 
-// x * tan(pi / 8), rounded.
-constexpr int32_t R(int32_t x)
+// The 4-point DCT of eight columns, its odd frequencies divided by cos(pi / 8). Of the results 16 bits are
+// kept.
+std::array<S16x8, 4> forwardColumns(const std::array<Lanes32, 4>& y)
 {
-    return wrapAdd(wrapMul(x, 27146), 32768) >> 16;
+    const Lanes32 a = y[0] + y[3];
+    const Lanes32 b = y[1] + y[2];
+    const Lanes32 c = y[0] - y[3];
+    const Lanes32 e = y[1] - y[2];
+    return {narrow(a + b), narrow(c + R(e)), narrow(a - b), narrow(R(c) - e)};
 }
 
-// The 4-point DCT of four values, its odd frequencies divided by cos(pi / 8).
-constexpr std::array<int16_t, 4> transformColumn(const std::array<int32_t, 4>& y)
-{
-    const int32_t a = y[0] + y[3];
-    const int32_t b = y[1] + y[2];
-    const int32_t c = y[0] - y[3];
-    const int32_t e = y[1] - y[2];
-    return {low16(a + b), low16(c + R(e)), low16(a - b), low16(R(c) - e)};
-}
-
-void transformRow(int16_t* z, const FrequencyWeights& weights)
-{
-    std::array<int32_t, 4> sums, differences;
-    for (std::size_t n = 0; n < 4; n++) {
-        sums[n] = z[n] + z[7 - n];
-        differences[n] = z[n] - z[7 - n];
-    }
-    for (std::size_t m = 0; m < 8; m++) {
-        const std::array<int32_t, 4>& x = m % 2 == 0 ? sums : differences;
-        int32_t total = 32768;
+// The factors of eight rows, by output frequency and pair of inputs.
+constexpr auto rowWeights = [] {
+    std::array<std::array<std::array<int16_t, 8>, 4>, 8> weights{};
+    for (std::size_t m = 0; m < 8; m++)
         for (std::size_t n = 0; n < 4; n++)
-            total = wrapAdd(total, wrapMul(weights[m][n], x[n]));
-        z[m] = low16(total >> 16);
+            for (std::size_t row = 0; row < 8; row++)
+                weights[m][n][row] = (row % 2 == 0 ? w_4 : w_2)[m][n];
+    return weights;
+}();
+
+// The 8-point DCT; z[n] has sample n of eight rows.
+Rows forwardRows(const Rows& z)
+{
+    Rows coefficients;
+    for (std::size_t m = 0; m < 8; m++) {
+        Lanes32 total = Lanes32{} + 32768;
+        for (std::size_t n = 0; n < 4; n++) {
+            const auto weights = loadUnaligned<S16x8>(rowWeights[m][n].data());
+            const Lanes32 mirrored = multiply(z[7 - n], weights);
+            total = total + multiply(z[n], weights);
+            total = m % 2 == 0 ? total + mirrored : total - mirrored;
+        }
+        coefficients[m] = narrow(total >> 16);
     }
+    return coefficients;
 }
 
 void transformForward(int16_t* block)
 {
-    for (std::size_t column = 0; column < 8; column++) {
-        std::array<int32_t, 4> sums, differences;
-        for (std::size_t i = 0; i < 4; i++) {
-            const int16_t* const pair = block + 16 * i + column;
-            sums[i] = pair[0] + pair[8];
-            differences[i] = pair[0] - pair[8];
-        }
-        const auto upper = transformColumn(sums);
-        const auto lower = transformColumn(differences);
-        for (std::size_t i = 0; i < 4; i++) {
-            block[8 * i + column] = upper[i];
-            block[8 * (i + 4) + column] = lower[i];
-        }
+    std::array<Lanes32, 4> sums, differences;
+    for (std::size_t i = 0; i < 4; i++) {
+        const Lanes32 upper = widen(loadUnaligned<S16x8>(block + 16 * i));
+        const Lanes32 lower = widen(loadUnaligned<S16x8>(block + 16 * i + 8));
+        sums[i] = upper + lower;
+        differences[i] = upper - lower;
     }
-    for (std::size_t row = 0; row < 8; row++)
-        transformRow(block + 8 * row, row % 2 == 0 ? w_4 : w_2);
+    const auto s = forwardColumns(sums);
+    const auto d = forwardColumns(differences);
+    const Rows rows = {s[0], s[1], s[2], s[3], d[0], d[1], d[2], d[3]};
+    storeUnaligned(block, transpose(forwardRows(transpose(rows))));
 }
 
 // Inverse
-
-using Rows = std::array<S16x8, 8>;
 
 // 2^14 * (x0 + x1), 2^14 * (x0 - x1)
 Lanes32 scaledSum(S16x8 x0, S16x8 x1)
