@@ -108,7 +108,6 @@ struct ByteStream {
         for (int i = 0; i < items; i++) {
             if (const Status status = decode(&byte, &offset, block.data(), &last); status < StatusOk)
                 return status;
-            benchmark::DoNotOptimize(block);
         }
         return StatusOk;
     }

@@ -27,7 +27,6 @@ void addServices()
 {
     add<Nothing, kelsMalloc_8u, kelsMalloc_8s>("4096", [](auto allocate, Nothing&) {
         auto* block = allocate(length);
-        benchmark::DoNotOptimize(block);
         kelsFree(block);
         return block != nullptr ? StatusOk : StatusOutOfMemory;
     });
