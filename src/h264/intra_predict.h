@@ -1,4 +1,4 @@
-// Intra prediction (ITU-T H.264 8.3): kernels for every block size and bit depth. Strides are in samples.
+// Intra prediction (ITU-T H.264 8.3): kernels for every block size and bit depth. Steps are in samples.
 #pragma once
 
 #include "h264/depth.h"
@@ -58,18 +58,18 @@ class Neighbours
 {
 public:
     template <class Depth>
-    Neighbours(const Sample* block, std::ptrdiff_t stride, int32_t availability, const Depth& depth)
+    Neighbours(const Sample* block, std::ptrdiff_t step, int32_t availability, const Depth& depth)
     {
         const bool hasLeft = (availability & leftAvailable) != 0;
         const bool hasTopRight = (availability & topRightAvailable) != 0;
         const Sample* const middle = depth.middle.data();
-        top_ = (availability & topAvailable) != 0 ? block - stride : middle;
+        top_ = (availability & topAvailable) != 0 ? block - step : middle;
         left_ = hasLeft ? block - 1 : middle;
-        leftStep_ = hasLeft ? stride : 0;
-        topLeft_ = (availability & topLeftAvailable) != 0 ? block - stride - 1 : middle;
+        leftStep_ = hasLeft ? step : 0;
+        topLeft_ = (availability & topLeftAvailable) != 0 ? block - step - 1 : middle;
         topRightStep_ = hasTopRight ? 1 : 0;
         // One before the first sample, or the last one above a block of four.
-        topRight_ = hasTopRight ? block - stride + 3 : top_ + 3;
+        topRight_ = hasTopRight ? block - step + 3 : top_ + 3;
     }
 
     // Samples that are all there: the column at the left, the corner, and the row above with what follows it.
@@ -95,28 +95,28 @@ private:
 };
 
 template <int width, int height, class Sample>
-void fillBlock(Sample* dst, std::ptrdiff_t stride, int32_t value)
+void fillBlock(Sample* dst, std::ptrdiff_t step, int32_t value)
 {
     std::array<Sample, width> row;
     row.fill(static_cast<Sample>(value));
     for (int y = 0; y < height; y++)
-        std::memcpy(dst + y * stride, row.data(), sizeof row);
+        std::memcpy(dst + y * step, row.data(), sizeof row);
 }
 
 template <int width, int height, class Sample>
-void predictVertical(Sample* dst, std::ptrdiff_t stride, const Sample* top)
+void predictVertical(Sample* dst, std::ptrdiff_t step, const Sample* top)
 {
     std::array<Sample, width> row;
     std::memcpy(row.data(), top, sizeof row);
     for (int y = 0; y < height; y++)
-        std::memcpy(dst + y * stride, row.data(), sizeof row);
+        std::memcpy(dst + y * step, row.data(), sizeof row);
 }
 
 template <int width, int height, class Sample>
-void predictHorizontal(Sample* dst, std::ptrdiff_t stride, const Neighbours<Sample>& neighbours)
+void predictHorizontal(Sample* dst, std::ptrdiff_t step, const Neighbours<Sample>& neighbours)
 {
     for (int y = 0; y < height; y++)
-        fillBlock<width, 1>(dst + y * stride, 0, neighbours.left(y));
+        fillBlock<width, 1>(dst + y * step, 0, neighbours.left(y));
 }
 
 template <int n, class Sample>
@@ -211,33 +211,33 @@ template <Mode mode, int n, class Sample>
 
 // A block of 4x4, or of 8x8 with filtered neighbours.
 template <Mode mode, int n, class Depth>
-[[gnu::always_inline]] inline void predict(typename Depth::Sample* dst, std::ptrdiff_t stride,
+[[gnu::always_inline]] inline void predict(typename Depth::Sample* dst, std::ptrdiff_t step,
                                            const Neighbours<typename Depth::Sample>& neighbours,
                                            int32_t availability, const Depth& depth)
 {
     using Sample = typename Depth::Sample;
     if constexpr (mode == Mode::vertical) {
-        predictVertical<n, n>(dst, stride, neighbours.top());
+        predictVertical<n, n>(dst, step, neighbours.top());
     } else if constexpr (mode == Mode::horizontal) {
-        predictHorizontal<n, n>(dst, stride, neighbours);
+        predictHorizontal<n, n>(dst, step, neighbours);
     } else if constexpr (mode == Mode::dc) {
-        fillBlock<n, n>(dst, stride, meanOf<n>(neighbours, availability, depth));
+        fillBlock<n, n>(dst, step, meanOf<n>(neighbours, availability, depth));
     } else {
         const Edge<n, Sample> edge(neighbours);
         forConstants<n>([&](auto y) {
-            storeRow<n>(dst + y * stride, [&](auto x) { return predictSample<mode>(edge, x, y); });
+            storeRow<n>(dst + y * step, [&](auto x) { return predictSample<mode>(edge, x, y); });
         });
     }
 }
 
 template <class Depth>
-using Predict = void (*)(typename Depth::Sample* dst, std::ptrdiff_t stride, int32_t availability,
+using Predict = void (*)(typename Depth::Sample* dst, std::ptrdiff_t step, int32_t availability,
                          const Depth& depth);
 
 template <Mode mode, class Depth>
-void predict4x4(typename Depth::Sample* dst, std::ptrdiff_t stride, int32_t availability, const Depth& depth)
+void predict4x4(typename Depth::Sample* dst, std::ptrdiff_t step, int32_t availability, const Depth& depth)
 {
-    predict<mode, 4>(dst, stride, Neighbours<typename Depth::Sample>(dst, stride, availability, depth),
+    predict<mode, 4>(dst, step, Neighbours<typename Depth::Sample>(dst, step, availability, depth),
                      availability, depth);
 }
 
@@ -249,25 +249,25 @@ class FilteredEdge
     using Row = SampleRow<Sample>;
 
 public:
-    FilteredEdge(const Sample* block, std::ptrdiff_t stride, int32_t availability, const Depth& depth)
+    FilteredEdge(const Sample* block, std::ptrdiff_t step, int32_t availability, const Depth& depth)
     {
         const bool hasTop = (availability & topAvailable) != 0;
         const bool hasLeft = (availability & leftAvailable) != 0;
         const bool hasTopLeft = (availability & topLeftAvailable) != 0;
         const bool hasTopRight = (availability & topRightAvailable) != 0;
-        const Sample* const above = hasTop ? block - stride : depth.middle.data();
+        const Sample* const above = hasTop ? block - step : depth.middle.data();
         const Sample middle = depth.middle[0];
-        const Sample corner = hasTopLeft ? block[-stride - 1] : middle;
+        const Sample corner = hasTopLeft ? block[-step - 1] : middle;
         const Sample firstLeft = hasLeft ? block[-1] : middle;
 
         // Before the first sample of a row or column comes the corner, or else the sample itself once more.
-        Row top(Row::eight(above), hasTopRight ? Row::eight(block - stride + 8) : Row::eightTimes(above[7]));
+        Row top(Row::eight(above), hasTopRight ? Row::eight(block - step + 8) : Row::eightTimes(above[7]));
         if (hasTop)
             top = top.filtered(hasTopLeft ? corner : above[0]);
         top.store(top_.data());
         Row left(Row::eightTimes(middle), Row::eightTimes(middle));
         if (hasLeft)
-            left = Row(Row::eight(block - 1, stride), Row::eightTimes(block[7 * stride - 1]))
+            left = Row(Row::eight(block - 1, step), Row::eightTimes(block[7 * step - 1]))
                        .filtered(hasTopLeft ? corner : firstLeft);
         left.store(left_.data());
         const int32_t before = hasLeft ? firstLeft : corner;
@@ -284,10 +284,10 @@ private:
 };
 
 template <Mode mode, class Depth>
-void predict8x8(typename Depth::Sample* dst, std::ptrdiff_t stride, int32_t availability, const Depth& depth)
+void predict8x8(typename Depth::Sample* dst, std::ptrdiff_t step, int32_t availability, const Depth& depth)
 {
-    const FilteredEdge<Depth> edge(dst, stride, availability, depth);
-    predict<mode, 8>(dst, stride, edge.neighbours(), availability, depth);
+    const FilteredEdge<Depth> edge(dst, step, availability, depth);
+    predict<mode, 8>(dst, step, edge.neighbours(), availability, depth);
 }
 
 template <class Depth>
@@ -316,13 +316,13 @@ int32_t slope(SampleAt sampleAt)
 }
 
 template <int width, int height, class Depth>
-void predictPlane(typename Depth::Sample* dst, std::ptrdiff_t stride, const Depth& depth)
+void predictPlane(typename Depth::Sample* dst, std::ptrdiff_t step, const Depth& depth)
 {
-    const auto* const top = dst - stride;
+    const auto* const top = dst - step;
     const auto* const left = dst - 1;
     const int32_t b = slope<width>([=](int x) -> int32_t { return top[x]; });
-    const int32_t c = slope<height>([=](int y) -> int32_t { return left[y * stride]; });
-    const int32_t a = 16 * (left[(height - 1) * stride] + top[width - 1]);
+    const int32_t c = slope<height>([=](int y) -> int32_t { return left[y * step]; });
+    const int32_t a = 16 * (left[(height - 1) * step] + top[width - 1]);
     const int32_t origin = a - b * (width / 2 - 1) - c * (height / 2 - 1) + 16;
 
     // One vector of samples at a time. Of 8-bit samples all sums are within -11472..19648.
@@ -338,32 +338,32 @@ void predictPlane(typename Depth::Sample* dst, std::ptrdiff_t stride, const Dept
         for (int x = 0; x < width; x += Part::columns) {
             const auto start = static_cast<Lane>(origin + b * x + c * y);
             Part::store(
-                dst + y * stride + x, stride,
+                dst + y * step + x, step,
                 Depth::narrow(depth.clip((ramps[0] + start) >> 5), depth.clip((ramps[1] + start) >> 5)));
         }
 }
 
 // False, and nothing is written, if the mode needs a neighbour that is missing.
 template <class Depth>
-bool predict16x16(typename Depth::Sample* dst, std::ptrdiff_t stride, Mode16x16 mode, int32_t availability,
+bool predict16x16(typename Depth::Sample* dst, std::ptrdiff_t step, Mode16x16 mode, int32_t availability,
                   const Depth& depth)
 {
     constexpr std::array<int32_t, 4> needed = {topAvailable, leftAvailable, 0, allButTopRight};
     if (isMissing(needed[static_cast<std::size_t>(mode)], availability))
         return false;
-    const Neighbours<typename Depth::Sample> neighbours(dst, stride, availability, depth);
+    const Neighbours<typename Depth::Sample> neighbours(dst, step, availability, depth);
     switch (mode) {
     case Mode16x16::vertical:
-        predictVertical<16, 16>(dst, stride, neighbours.top());
+        predictVertical<16, 16>(dst, step, neighbours.top());
         break;
     case Mode16x16::horizontal:
-        predictHorizontal<16, 16>(dst, stride, neighbours);
+        predictHorizontal<16, 16>(dst, step, neighbours);
         break;
     case Mode16x16::dc:
-        fillBlock<16, 16>(dst, stride, meanOf<16>(neighbours, availability, depth));
+        fillBlock<16, 16>(dst, step, meanOf<16>(neighbours, availability, depth));
         break;
     case Mode16x16::plane:
-        predictPlane<16, 16>(dst, stride, depth);
+        predictPlane<16, 16>(dst, step, depth);
         break;
     }
     return true;
@@ -390,13 +390,13 @@ int32_t chromaMean(const Neighbours<typename Depth::Sample>& neighbours, int x, 
 
 // The DC prediction of the rows from..end of a chroma block whose neighbours are `availability`.
 template <class Depth>
-void predictChromaDc(typename Depth::Sample* dst, std::ptrdiff_t stride, int from, int end,
+void predictChromaDc(typename Depth::Sample* dst, std::ptrdiff_t step, int from, int end,
                      int32_t availability, const Depth& depth)
 {
-    const Neighbours<typename Depth::Sample> neighbours(dst, stride, availability, depth);
+    const Neighbours<typename Depth::Sample> neighbours(dst, step, availability, depth);
     for (int y = from; y < end; y += 4)
         for (int x = 0; x < 8; x += 4)
-            fillBlock<4, 4>(dst + y * stride + x, stride, chromaMean(neighbours, x, y, availability, depth));
+            fillBlock<4, 4>(dst + y * step + x, step, chromaMean(neighbours, x, y, availability, depth));
 }
 
 // Neighbours that a chroma mode needs.
@@ -404,22 +404,22 @@ constexpr std::array<int32_t, 4> neededChromaNeighbours = {0, leftAvailable, top
 
 // A chroma block of 8 samples a row, whose neighbours must be there.
 template <int height, class Depth>
-void predictChroma(typename Depth::Sample* dst, std::ptrdiff_t stride, ChromaMode mode, int32_t availability,
+void predictChroma(typename Depth::Sample* dst, std::ptrdiff_t step, ChromaMode mode, int32_t availability,
                    const Depth& depth)
 {
     switch (mode) {
     case ChromaMode::dc:
-        predictChromaDc(dst, stride, 0, height, availability, depth);
+        predictChromaDc(dst, step, 0, height, availability, depth);
         break;
     case ChromaMode::horizontal:
-        predictHorizontal<8, height>(dst, stride,
-                                     Neighbours<typename Depth::Sample>(dst, stride, availability, depth));
+        predictHorizontal<8, height>(dst, step,
+                                     Neighbours<typename Depth::Sample>(dst, step, availability, depth));
         break;
     case ChromaMode::vertical:
-        predictVertical<8, height>(dst, stride, dst - stride);
+        predictVertical<8, height>(dst, step, dst - step);
         break;
     case ChromaMode::plane:
-        predictPlane<8, height>(dst, stride, depth);
+        predictPlane<8, height>(dst, step, depth);
         break;
     }
 }

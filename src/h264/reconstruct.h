@@ -1,5 +1,5 @@
 // Reconstruction of macroblocks (ITU-T H.264 8.3, 8.5), for every depth of samples, rule of scaling and
-// chroma format. Strides are in samples.
+// chroma format. Steps are in samples.
 #pragma once
 
 #include "h264/availability.h"
@@ -50,9 +50,9 @@ const Coefficient* take(Coefficient*& next, std::ptrdiff_t n)
 template <class Depth>
 struct Samples {
     typename Depth::Sample* data;
-    std::ptrdiff_t stride;
+    std::ptrdiff_t step;
 
-    typename Depth::Sample* at(int x, int y) const { return data + y * stride + x; }
+    typename Depth::Sample* at(int x, int y) const { return data + y * step + x; }
 };
 
 // What sets 4x4 and 8x8 blocks of luma apart, but for the transform.
@@ -106,10 +106,10 @@ Status reconstructIntraBlocks(typename Depth::Coefficient** ppSrcCoeff, Samples<
         const uint32_t mode = intraModes[i];
         if (mode >= modes)
             return StatusOutOfRange;
-        Blocks::predictions[mode](dst.data, dst.stride, availability[i], depth);
+        Blocks::predictions[mode](dst.data, dst.step, availability[i], depth);
         replaced |= isMissing(neededNeighbours[mode], availability[i]);
         if ((coded >> i & 1) != 0)
-            addBlock<n>(dst.data, dst.stride, take(next, n * n), dequantiser, depth);
+            addBlock<n>(dst.data, dst.step, take(next, n * n), dequantiser, depth);
         dst.data = dst.at(Blocks::displacements[i].x, Blocks::displacements[i].y);
     }
     *ppSrcCoeff = next;
@@ -128,7 +128,7 @@ void reconstructInterBlocks(typename Depth::Coefficient** ppSrcCoeff, Samples<De
     auto* next = *ppSrcCoeff;
     for (uint32_t left = coded; left != 0; left &= left - 1) {
         const int i = std::countr_zero(left);
-        addBlock<n>(dst.at(Blocks::x(i), Blocks::y(i)), dst.stride, take(next, n * n), dequantiser, depth);
+        addBlock<n>(dst.at(Blocks::x(i), Blocks::y(i)), dst.step, take(next, n * n), dequantiser, depth);
     }
     *ppSrcCoeff = next;
 }
@@ -158,7 +158,7 @@ Status reconstructIntra16x16(typename Depth::Coefficient** ppSrcCoeff, Samples<D
     using Coefficient = typename Depth::Coefficient;
     if (mode > static_cast<uint32_t>(Mode16x16::plane))
         return StatusOutOfRange;
-    if (!predict16x16(dst.data, dst.stride, static_cast<Mode16x16>(mode), macroblockAvailability(edgeFlags),
+    if (!predict16x16(dst.data, dst.step, static_cast<Mode16x16>(mode), macroblockAvailability(edgeFlags),
                       depth))
         return StatusBadIntraMode;
     if ((coded & 0x1FFFF) == 0)
@@ -177,9 +177,9 @@ Status reconstructIntra16x16(typename Depth::Coefficient** ppSrcCoeff, Samples<D
     for (std::size_t i = 0; i < 16; i++) {
         const Coefficient dc = dcs[block_subblock_mapping[i]];
         if ((coded >> (i + 1) & 1) != 0)
-            addBlock(dst.data, dst.stride, take(next, 16), dc, dequantiser, depth);
+            addBlock(dst.data, dst.step, take(next, 16), dc, dequantiser, depth);
         else if (dc != 0)
-            addDc(dst.data, dst.stride, dc, dequantiser, depth);
+            addDc(dst.data, dst.step, dc, dequantiser, depth);
         dst.data = dst.at(xyoff[i].x, xyoff[i].y);
     }
     *ppSrcCoeff = next;
@@ -271,9 +271,9 @@ void addChromaBlocks(const ChromaComponent<Depth, Rule>& component,
     for (std::size_t i = 0; i < Format::blocks; i++) {
         auto* const dst = samples.at(4 * static_cast<int>(i % 2), 4 * static_cast<int>(i / 2));
         if ((coded >> (i + 1) & 1) != 0)
-            addBlock(dst, samples.stride, take(*ppSrcCoeff, 16), dcs[i], dequantiser, depth);
+            addBlock(dst, samples.step, take(*ppSrcCoeff, 16), dcs[i], dequantiser, depth);
         else if (dcs[i] != 0)
-            addDc(dst, samples.stride, dcs[i], dequantiser, depth);
+            addDc(dst, samples.step, dcs[i], dequantiser, depth);
     }
 }
 
@@ -314,7 +314,7 @@ Status predictChromaComponents(Samples<Depth> cb, Samples<Depth> cr, uint32_t mo
     if (isMissing(neededChromaNeighbours[mode], availability))
         return StatusBadIntraMode;
     for (const Samples<Depth>& c : {cb, cr})
-        predictChroma<Format::height>(c.data, c.stride, static_cast<ChromaMode>(mode), availability, depth);
+        predictChroma<Format::height>(c.data, c.step, static_cast<ChromaMode>(mode), availability, depth);
     return StatusOk;
 }
 
@@ -329,8 +329,8 @@ Status predictChromaHalves(Samples<Depth> cb, Samples<Depth> cr, uint32_t mode, 
     const uint32_t lower = (edgeFlagsUpper & ~leftMissing) | (edgeFlagsLower & leftMissing);
     constexpr int half = Format::height / 2;
     for (const Samples<Depth>& c : {cb, cr}) {
-        predictChromaDc(c.data, c.stride, 0, half, macroblockAvailability(edgeFlagsUpper), depth);
-        predictChromaDc(c.data, c.stride, half, 2 * half, macroblockAvailability(lower), depth);
+        predictChromaDc(c.data, c.step, 0, half, macroblockAvailability(edgeFlagsUpper), depth);
+        predictChromaDc(c.data, c.step, half, 2 * half, macroblockAvailability(lower), depth);
     }
     return StatusOk;
 }

@@ -73,9 +73,9 @@ public:
 
     // Eight samples of a row or column.
     static uint64_t eight(const uint8_t* p) { return loadUnaligned<uint64_t>(p); }
-    static uint64_t eight(const uint8_t* p, std::ptrdiff_t stride)
+    static uint64_t eight(const uint8_t* p, std::ptrdiff_t step)
     {
-        return wordOf<uint64_t, uint8_t>([=](int y) { return p[y * stride]; });
+        return wordOf<uint64_t, uint8_t>([=](int y) { return p[y * step]; });
     }
     static uint64_t eightTimes(uint8_t sample) { return uint64_t{0x0101010101010101} * sample; }
 
@@ -103,11 +103,11 @@ public:
     SampleRow(U16x8 first, U16x8 second) : first_(first), second_(second) {}
 
     static U16x8 eight(const uint16_t* p) { return loadUnaligned<U16x8>(p); }
-    static U16x8 eight(const uint16_t* p, std::ptrdiff_t stride)
+    static U16x8 eight(const uint16_t* p, std::ptrdiff_t step)
     {
         U16x8 samples{};
         for (int y = 0; y < 8; y++)
-            samples[y] = p[y * stride];
+            samples[y] = p[y * step];
         return samples;
     }
     static U16x8 eightTimes(uint16_t sample) { return U16x8{} + sample; }
