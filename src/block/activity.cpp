@@ -101,7 +101,7 @@ Status keliEdgesDetect16x16_8u_C1R(const uint8_t* pSrc, int32_t srcStep, uint8_t
         return StatusNullPointer;
     const U8x16 threshold = splat8(edgeThreshold);
     U8x16 counts{}; // by columns
-    U8x16 row = loadUnaligned<U8x16>(pSrc);
+    auto row = loadUnaligned<U8x16>(pSrc);
     for (std::ptrdiff_t y = 0; y < 15; y++) {
         const auto below = loadUnaligned<U8x16>(pSrc + (y + 1) * srcStep);
         counts += edgeSamples(row, below, threshold);

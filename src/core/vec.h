@@ -278,8 +278,8 @@ inline S32x4 widenHigh(S16x8 v)
 // The low halves of the lanes of two vectors.
 inline S16x8 narrow(S32x4 low, S32x4 high)
 {
-    const S16x8 a = std::bit_cast<S16x8>(low);
-    const S16x8 b = std::bit_cast<S16x8>(high);
+    const auto a = std::bit_cast<S16x8>(low);
+    const auto b = std::bit_cast<S16x8>(high);
     if constexpr (littleEndian)
         return __builtin_shufflevector(a, b, 0, 2, 4, 6, 8, 10, 12, 14);
     return __builtin_shufflevector(a, b, 1, 3, 5, 7, 9, 11, 13, 15);

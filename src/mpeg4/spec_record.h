@@ -2,10 +2,12 @@
 #pragma once
 
 #include "core/arguments.h"
+#include "core/rows.h"
 
 #include <kelvcpx/types.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 namespace kelvcpx::mpeg4 {
@@ -32,8 +34,8 @@ Status reportSize(int32_t* pSize)
 template <class Record>
 Record* recordIn(Record* buffer)
 {
-    const uintptr_t address = KEL_INT_PTR(buffer);
-    return reinterpret_cast<Record*>((address + recordAlignment - 1) / recordAlignment * recordAlignment);
+    const uintptr_t padding = -KEL_INT_PTR(buffer) % recordAlignment;
+    return advanceBytes(buffer, static_cast<std::ptrdiff_t>(padding));
 }
 
 } // namespace kelvcpx::mpeg4
