@@ -15,6 +15,8 @@
 
 #include <fmt/format.h>
 
+#include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -81,17 +83,63 @@ constexpr Codec codecs[] = {
     {"mpeg4", headersFirst<mpeg4::makeDecoder>, Settings::postprocess},
 };
 
-using MakeEncoder = std::unique_ptr<VideoEncoder> (*)(const VideoFormat&, const EncoderSettings&);
+struct Range {
+    int64_t least = 0;
+    int64_t most = 0;
+};
 
-struct EncoderEntry {
+struct Encoder {
     std::string_view name;
     MakeEncoder make;
+    Range quantisers;
+    Range groupSizes;
+    Range bitRates = {}; // none: there is no rate control
+    Range bFrames = {};
+    bool hasHigh = false;
 };
 
-constexpr EncoderEntry encoders[] = {
-    {"h261", h261::makeEncoder},   {"h263", h263::makeEncoder},   {"h264", h264::makeEncoder},
-    {"mpeg2", mpeg2::makeEncoder}, {"mpeg4", mpeg4::makeEncoder},
+// A macroblock has to be intra at least once in so many pictures (H.263 4.4).
+constexpr int64_t refreshPeriod = 132;
+
+constexpr Encoder encoders[] = {
+    {.name = "h261", .make = h261::makeEncoder, .quantisers = {1, 31}, .groupSizes = {1, refreshPeriod}},
+    {.name = "h263", .make = h263::makeEncoder, .quantisers = {1, 31}, .groupSizes = {1, refreshPeriod}},
+    {.name = "h264",
+     .make = h264::makeEncoder,
+     .quantisers = {0, 51},
+     .groupSizes = {1, std::numeric_limits<int>::max()},
+     .hasHigh = true},
+    {.name = "mpeg2",
+     .make = mpeg2::makeEncoder,
+     .quantisers = {1, 31},
+     .groupSizes = {1, 1000}, // temporal_reference has 10 bits
+     .bitRates = {1000, 80'000'000},
+     .bFrames = {0, 16}},
+    {.name = "mpeg4", .make = mpeg4::makeEncoder, .quantisers = {1, 31}, .groupSizes = {1, refreshPeriod}},
 };
+
+void checkRange(const Encoder& encoder, std::string_view option, std::optional<int64_t> value,
+                const Range& range)
+{
+    if (value && (*value < range.least || *value > range.most))
+        throw UsageError(fmt::format("{} {} is outside {}..{} for {}", option, *value, range.least,
+                                     range.most, encoder.name));
+}
+
+void check(const Encoder& encoder, const EncoderSettings& settings)
+{
+    if (settings.bitRate && encoder.bitRates.most == 0)
+        throw UsageError(fmt::format(
+            "{} is encoded with a constant quantiser: give --qp instead of --bitrate", encoder.name));
+    if (settings.bFrames.value_or(0) != 0 && encoder.bFrames.most == 0)
+        throw UsageError(fmt::format("{} is encoded without B pictures: leave --bframes out", encoder.name));
+    if (settings.high && !encoder.hasHigh)
+        throw UsageError(fmt::format("{} has no High profile here: leave --high out", encoder.name));
+    checkRange(encoder, "--qp", settings.qp, encoder.quantisers);
+    checkRange(encoder, "--gop", settings.groupSize, encoder.groupSizes);
+    checkRange(encoder, "--bitrate", settings.bitRate, encoder.bitRates);
+    checkRange(encoder, "--bframes", settings.bFrames, encoder.bFrames);
+}
 
 std::string knownCodecs()
 {
@@ -118,7 +166,7 @@ std::unique_ptr<VideoDecoder> makeDecoder(const VideoStream& stream, DamageListe
 std::vector<std::string> encoderNames()
 {
     std::vector<std::string> names;
-    for (const EncoderEntry& encoder : encoders)
+    for (const Encoder& encoder : encoders)
         names.emplace_back(encoder.name);
     return names;
 }
@@ -126,9 +174,14 @@ std::vector<std::string> encoderNames()
 std::unique_ptr<VideoEncoder> makeEncoder(const std::string& name, const VideoFormat& format,
                                           const EncoderSettings& settings)
 {
-    for (const EncoderEntry& encoder : encoders)
-        if (encoder.name == name)
+    for (const Encoder& encoder : encoders)
+        if (encoder.name == name) {
+            check(encoder, settings);
+            if (format.chroma != ChromaFormat::yuv420 || format.bitDepth != 8)
+                throw UnsupportedStream(fmt::format(
+                    "{} is encoded from 4:2:0 pictures of 8 bits only, these are {}", name, shapeOf(format)));
             return encoder.make(format, settings);
+        }
     throw UsageError(fmt::format("there is no encoder {}", name));
 }
 

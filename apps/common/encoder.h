@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 
@@ -36,5 +37,9 @@ public:
     // Ends the stream: what is left of it follows.
     virtual void flush(const EncoderOutput& output) = 0;
 };
+
+// What makes the encoder of a codec, for pictures of 4:2:0 with 8 bits and settings that the codec has.
+// Throws UnsupportedStream for sizes and rates that the standard does not provide for.
+using MakeEncoder = std::unique_ptr<VideoEncoder> (*)(const VideoFormat&, const EncoderSettings&);
 
 } // namespace kelvcpx::app

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <string>
+#include <string_view>
 
 namespace kelvcpx::app {
 
@@ -61,6 +63,12 @@ inline bool sameShape(const VideoFormat& a, const VideoFormat& b)
 {
     return a.width == b.width && a.height == b.height && a.chroma == b.chroma && a.bitDepth == b.bitDepth;
 }
+
+// "4:2:0", or "monochrome".
+std::string_view nameOf(ChromaFormat format);
+
+// "176x144 4:2:0 8-bit": what sameShape() compares.
+std::string shapeOf(const VideoFormat& format);
 
 // One plane of a picture, owned by somebody else.
 struct PlaneView {

@@ -76,12 +76,6 @@ std::string ratio(const Rational& value)
     return known(value) ? fmt::format("{}:{}", value.numerator, value.denominator) : "0:0";
 }
 
-std::string shape(const VideoFormat& format)
-{
-    return fmt::format("{}x{} {} {}-bit", format.width, format.height, chromaName(format.chroma),
-                       format.bitDepth);
-}
-
 } // namespace
 
 std::string y4mHeader(const VideoFormat& format)
@@ -116,7 +110,7 @@ void PlanarOutput::write(const PictureView& picture)
         throw OutputError(
             fmt::format("the pictures change from {} to {}, which {} cannot hold; "
                         "those before the change are written",
-                        shape(first_), shape(picture.format),
+                        shapeOf(first_), shapeOf(picture.format),
                         fileFormat_ == PlanarFormat::y4m ? "a Y4M file" : "a file of raw planes"));
     buffer_.clear();
     if (fileFormat_ == PlanarFormat::y4m) {

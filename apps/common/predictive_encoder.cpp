@@ -1,13 +1,10 @@
 #include "common/predictive_encoder.h"
 
-#include "common/errors.h"
 #include "common/forward_dct.h"
 #include "common/motion_search.h"
 
 #include <kelvcpx/h263.h>
 #include <kelvcpx/metrics.h>
-
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <cstring>
@@ -53,20 +50,7 @@ PredictiveEncoder::PredictiveEncoder(const VideoFormat& format, const EncoderSet
     : format_(format), qp_(settings.qp.value_or(defaultQp)),
       groupSize_(settings.groupSize.value_or(defaultGroupSize)), source_(format), reference_(format),
       decoder_(makeDecoder(*this, {}))
-{
-    if (format.chroma != ChromaFormat::yuv420 || format.bitDepth != 8)
-        throw UnsupportedStream("only 4:2:0 pictures of 8 bits can be encoded");
-    if (settings.high)
-        throw UsageError("this encoder has no High profile");
-    if (settings.bitRate)
-        throw UsageError("this encoder has a constant quantiser only");
-    if (settings.bFrames.value_or(0) != 0)
-        throw UsageError("this encoder has no B pictures");
-    if (qp_ < 1 || qp_ > 31)
-        throw UsageError(fmt::format("the quantiser {} is outside 1..31", qp_));
-    if (groupSize_ < 1 || groupSize_ > 132) // each macroblock has to be refreshed so often (H.263 4.4)
-        throw UsageError(fmt::format("the group size {} is outside 1..132", groupSize_));
-}
+{}
 
 void PredictiveEncoder::encode(const PictureView& picture, const EncoderOutput& output)
 {

@@ -35,7 +35,6 @@ public:
     void flush(const EncoderOutput&) override {}
 
 protected:
-    // Throws UsageError for settings that these encoders do not have.
     PredictiveEncoder(const VideoFormat& format, const EncoderSettings& settings, MakeDecoder makeDecoder);
 
     // Encodes the source as an intra picture, or predicted from the reference.

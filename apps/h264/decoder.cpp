@@ -479,9 +479,7 @@ std::vector<Property> Decoder::describe() const
     properties.emplace_back("Level", fmt::format("{}.{}", set.levelIdc / 10, set.levelIdc % 10));
     const VideoFormat format = videoFormat();
     properties.emplace_back("Size", fmt::format("{}x{}", format.width, format.height));
-    properties.emplace_back("Chroma", set.chromaFormatIdc == 0   ? "monochrome"
-                                      : set.chromaFormatIdc == 1 ? "4:2:0"
-                                                                 : "4:2:2");
+    properties.emplace_back("Chroma", nameOf(format.chroma));
     properties.emplace_back("Bit depth", fmt::format("{}", set.bitDepthLuma));
     properties.emplace_back("Scanning", set.frameMbsOnly ? "progressive" : "frames or fields");
     properties.emplace_back("References", fmt::format("{}", set.maxNumRefFrames));

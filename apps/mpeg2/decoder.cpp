@@ -358,7 +358,7 @@ std::vector<Property> Decoder::describe() const
     if (sequence_.mpeg2)
         describeProfile(sequence_.profileAndLevel, properties);
     properties.emplace_back("Size", fmt::format("{}x{}", sequence_.width, sequence_.height));
-    properties.emplace_back("Chroma", sequence_.chroma == ChromaFormat::yuv420 ? "4:2:0" : "4:2:2");
+    properties.emplace_back("Chroma", nameOf(sequence_.chroma));
     properties.emplace_back("Scanning", sequence_.progressive ? "progressive" : "interlaced");
     if (sequence_.mpeg2 || !sequence_.variableBitRate)
         properties.emplace_back("Bit rate limit", fmt::format("{} kbit/s", sequence_.bitRate / 1000));

@@ -84,7 +84,7 @@ TEST(EncodeCommand, RefusesWhatItCannotDo)
         {"encode " + other + to, 1, "4:2:0"},
         {"encode nowhere.y4m" + to, 1, "No such file"},
         {"encode " + clip() + " -c h264 -o /dev/full", 1, "No space left"},
-        {"encode " + clip() + to + " --qp 52", 2, "0 to 51"},
+        {"encode " + clip() + to + " --qp 52", 2, "0..51"},
         {"encode " + clip() + to + " --intra-period 0", 2, "above 0"},
         {"encode " + clip() + " -c vhs -o x", 2, "vhs"},
         {"encode " + clip() + " -c h264", 2, "output"},

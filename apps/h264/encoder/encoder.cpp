@@ -1,7 +1,6 @@
 #include "h264/encoder/encoder.h"
 
 #include "common/decoder.h"
-#include "common/errors.h"
 #include "h264/deblocking.h"
 #include "h264/encoder/headers.h"
 #include "h264/encoder/macroblock_encoder.h"
@@ -16,9 +15,9 @@
 namespace kelvcpx::app::h264::encoder {
 namespace {
 
-constexpr int largestQp = 51;
 constexpr int largestSize = 16 * 1055; // of level 6.2
-constexpr int intraQpDifference = 3;   // pictures that others refer to for long are worth more bits
+constexpr int64_t mostSamples = 256 * 139264;
+constexpr int intraQpDifference = 3; // pictures that others refer to for long are worth more bits
 
 constexpr int baselineProfile = 66;
 constexpr int highProfile = 100;
@@ -169,19 +168,12 @@ private:
     int idrCount_ = 0;
 };
 
-// Throws UsageError for what cannot be set.
-Settings checked(const EncoderSettings& settings)
+Settings completed(const EncoderSettings& settings)
 {
-    if (settings.bitRate)
-        throw UsageError("H.264 is encoded with a constant quantiser: give --qp instead of --bitrate");
-    if (settings.bFrames.value_or(0) != 0)
-        throw UsageError("H.264 is encoded without B pictures");
     Settings own;
     own.qp = settings.qp.value_or(own.qp);
     own.intraPeriod = settings.groupSize.value_or(own.intraPeriod);
     own.high = settings.high;
-    if (own.qp < 0 || own.qp > largestQp)
-        throw UsageError(fmt::format("--qp is 0 to {} for H.264", largestQp));
     return own;
 }
 
@@ -192,12 +184,11 @@ namespace kelvcpx::app::h264 {
 
 std::unique_ptr<VideoEncoder> makeEncoder(const VideoFormat& format, const EncoderSettings& settings)
 {
-    if (format.chroma != ChromaFormat::yuv420 || format.bitDepth != 8)
-        throw UnsupportedStream("H.264 is encoded from 8-bit 4:2:0 pictures only");
-    if (std::max(format.width, format.height) > encoder::largestSize)
-        throw UnsupportedStream(
-            fmt::format("H.264 pictures have at most {} columns and rows", encoder::largestSize));
-    return std::make_unique<encoder::Encoder>(format, encoder::checked(settings));
+    if (std::max(format.width, format.height) > encoder::largestSize ||
+        int64_t{format.width} * format.height > encoder::mostSamples)
+        throw UnsupportedStream(fmt::format("H.264 pictures have at most {} columns and rows, and {} samples",
+                                            encoder::largestSize, encoder::mostSamples));
+    return std::make_unique<encoder::Encoder>(format, encoder::completed(settings));
 }
 
 } // namespace kelvcpx::app::h264

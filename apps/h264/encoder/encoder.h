@@ -7,9 +7,7 @@
 
 namespace kelvcpx::app::h264 {
 
-// The quantiser of the settings is the QP of P pictures, 0..51. Pictures of odd sizes get one more column or
-// row. Throws UsageError for settings out of range and for those of tools that are not used: rate control, B
-// pictures; UnsupportedStream for pictures that are not 4:2:0 of 8 bits or too large.
+// The quantiser of the settings is the QP of P pictures. Pictures of odd sizes get one more column or row.
 std::unique_ptr<VideoEncoder> makeEncoder(const VideoFormat& format, const EncoderSettings& settings);
 
 } // namespace kelvcpx::app::h264

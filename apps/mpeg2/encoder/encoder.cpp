@@ -1,15 +1,11 @@
 #include "mpeg2/encoder/encoder.h"
 
-#include "common/decoder.h"
-#include "common/errors.h"
 #include "mpeg2/encoder/group_structure.h"
 #include "mpeg2/encoder/header_writer.h"
 #include "mpeg2/encoder/mode_decision.h"
 #include "mpeg2/encoder/rate_control.h"
 #include "mpeg2/encoder/slice_encoder.h"
 #include "mpeg2/frame.h"
-
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <cstring>
@@ -23,28 +19,9 @@ namespace {
 constexpr int defaultQp = 4;
 constexpr int defaultGroupSize = 12;
 constexpr int defaultBFrames = 2;
-constexpr int largestGroupSize = 1000; // temporal_reference has 10 bits
 constexpr int noFCode = 15;
 
 using FramePointer = std::shared_ptr<Frame>;
-
-void checkRange(const char* name, int64_t value, int64_t low, int64_t high)
-{
-    if (value < low || value > high)
-        throw UsageError(fmt::format("{} {} is outside {}..{}", name, value, low, high));
-}
-
-void check(const VideoFormat& format, const EncoderSettings& settings)
-{
-    checkRange("the quantiser", settings.qp.value_or(1), 1, 31);
-    checkRange("the bit rate", settings.bitRate.value_or(1000), 1000, 80'000'000);
-    checkRange("the group size", settings.groupSize.value_or(1), 1, largestGroupSize);
-    checkRange("the number of B pictures", settings.bFrames.value_or(0), 0, 16);
-    if (settings.high)
-        throw UsageError("MPEG-2 is encoded to Main Profile only");
-    if (format.chroma != ChromaFormat::yuv420 || format.bitDepth != 8)
-        throw UnsupportedStream("only 4:2:0 pictures of 8 bits can be encoded to MPEG-2");
-}
 
 // Fills the frame with the picture, whose last columns and rows go on to the frame's edges; the rows of an
 // interlaced one by field.
@@ -204,7 +181,6 @@ void Encoder::show(const Frame* frame, const EncoderOutput& output) const
 
 std::unique_ptr<VideoEncoder> makeEncoder(const VideoFormat& format, const EncoderSettings& settings)
 {
-    check(format, settings);
     return std::make_unique<Encoder>(format, settings);
 }
 

@@ -7,8 +7,7 @@
 
 namespace kelvcpx::app::mpeg2 {
 
-// The quantiser of the settings is a quantiser_scale_code, 1..31. Throws UsageError for settings out of
-// range, UnsupportedStream for pictures that are not 4:2:0 of 8 bits or too large.
+// The quantiser of the settings is a quantiser_scale_code.
 std::unique_ptr<VideoEncoder> makeEncoder(const VideoFormat& format, const EncoderSettings& settings);
 
 } // namespace kelvcpx::app::mpeg2

@@ -7,8 +7,7 @@
 
 namespace kelvcpx::app::mpeg4 {
 
-// The quantiser of the settings is a vop_quant, 1..31. Throws UsageError for settings out of range,
-// UnsupportedStream for pictures that are not 4:2:0 of 8 bits or too large.
+// The quantiser of the settings is a vop_quant.
 std::unique_ptr<VideoEncoder> makeEncoder(const VideoFormat& format, const EncoderSettings& settings);
 
 } // namespace kelvcpx::app::mpeg4
