@@ -1,14 +1,13 @@
 #include "decode_command.h"
 
-#include "codecs.h"
 #include "common/console.h"
 #include "common/damage_log.h"
-#include "common/demuxer.h"
 #include "common/errors.h"
 #include "common/md5_output.h"
 #include "common/png_output.h"
 #include "common/progress.h"
 #include "common/rotation.h"
+#include "common/video_source.h"
 
 #include <fmt/format.h>
 
@@ -46,8 +45,8 @@ class DecodeRun
 {
 public:
     explicit DecodeRun(const DecodeOptions& options)
-        : options_(options), damage_(console_), demuxer_(options.input),
-          decoder_(makeDecoder(demuxer_.stream(), damage_, options.settings)), outputs_(makeOutputs(options))
+        : options_(options), damage_(console_), source_(options.input, damage_, options.settings),
+          outputs_(makeOutputs(options))
     {
         if (options.rotation)
             rotation_.emplace(*options.rotation);
@@ -56,14 +55,8 @@ public:
     int execute()
     {
         const PictureSink sink = [this](const PictureView& picture) { take(picture); };
-        while (!done()) {
-            const auto packet = readPacket();
-            if (!packet)
-                break;
-            decoder_->decode(packet->data, sink);
+        while (!done() && source_.read(sink)) {
         }
-        if (!done())
-            decoder_->flush(sink);
         for (const auto& output : outputs_)
             output->finish();
         return conclude();
@@ -72,29 +65,10 @@ public:
 private:
     bool done() const { return options_.frames && progress_.pictures() >= *options_.frames; }
 
-    // A file that breaks off is damaged, but what came before is still worth showing.
-    std::optional<Packet> readPacket()
-    {
-        try {
-            auto packet = demuxer_.read();
-            if (packet && packet->damaged)
-                damage_.damaged(fmt::format("the container lost data near picture {}", progress_.pictures()));
-            return packet;
-        } catch (const InputError& error) {
-            damage_.damaged(error.what());
-            return std::nullopt;
-        }
-    }
-
     void take(PictureView picture)
     {
         if (done())
             return;
-        // What the stream leaves open, the container may know.
-        if (picture.format.frameRate.numerator == 0)
-            picture.format.frameRate = demuxer_.stream().frameRate;
-        if (picture.format.sampleAspect.numerator == 0)
-            picture.format.sampleAspect = demuxer_.stream().sampleAspect;
         if (rotation_)
             picture = rotation_->apply(picture);
         for (const auto& output : outputs_)
@@ -119,8 +93,7 @@ private:
     const DecodeOptions& options_;
     Console console_;
     DamageLog damage_;
-    Demuxer demuxer_;
-    std::unique_ptr<VideoDecoder> decoder_;
+    VideoSource source_;
     Outputs outputs_;
     std::optional<Rotation> rotation_;
     Progress progress_;

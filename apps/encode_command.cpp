@@ -47,10 +47,7 @@ public:
             console_.message(fmt::format("{}: there is no picture to encode", options_.input));
             return exitFailure;
         }
-        encoder_->flush(output_);
-        file_->close();
-        if (reconstruction_)
-            reconstruction_->finish();
+        finish();
         damage_.summarise();
         if (console_.isTerminal())
             console_.message(summary());
@@ -69,12 +66,24 @@ private:
             encoder_ = makeEncoder(options_.codec, format_, options_.settings);
             file_.emplace(options_.output);
         }
-        if (!sameShape(picture.format, format_))
-            throw InputError("the pictures change their size or format, which one stream cannot hold");
+        if (!sameShape(picture.format, format_)) {
+            finish();
+            throw InputError(fmt::format("the pictures change from {} to {}, which one stream cannot hold; "
+                                         "those before the change are encoded",
+                                         shapeOf(format_), shapeOf(picture.format)));
+        }
         encoder_->encode(picture, output_);
         progress_.count();
         if (console_.progressIsDue())
             console_.progress(summary());
+    }
+
+    void finish()
+    {
+        encoder_->flush(output_);
+        file_->close();
+        if (reconstruction_)
+            reconstruction_->finish();
     }
 
     void write(std::span<const uint8_t> bytes)

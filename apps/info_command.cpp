@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <stdexcept>
 #include <vector>
 
 namespace kelvcpx::app {
@@ -104,6 +105,16 @@ void merge(const std::vector<Property>& properties, std::vector<Property>& lines
     }
 }
 
+// What there is to say of uncompressed pictures.
+void describeSamples(Demuxer& demuxer, std::vector<Property>& lines)
+{
+    const VideoFormat& format = *demuxer.stream().raw;
+    lines.emplace_back("Chroma", nameOf(format.chroma));
+    lines.emplace_back("Bit depth", fmt::format("{}", format.bitDepth));
+    if (!demuxer.stream().duration)
+        describeLength(demuxer, {}, lines);
+}
+
 void describeHeaders(Demuxer& demuxer, std::vector<Property>& lines)
 {
     Silence silence;
@@ -150,8 +161,11 @@ int runInfo(const std::string& input)
     std::vector<Property> lines;
     describeStream(demuxer.stream(), lines);
     try {
-        describeHeaders(demuxer, lines);
-    } catch (const UnsupportedStream&) {
+        if (demuxer.stream().raw)
+            describeSamples(demuxer, lines);
+        else
+            describeHeaders(demuxer, lines);
+    } catch (const std::runtime_error&) { // what is known is worth showing all the same
         print(lines);
         throw;
     }

@@ -3,34 +3,51 @@
 #include "codecs.h"
 #include "common/errors.h"
 
+#include <fmt/format.h>
+
 namespace kelvcpx::app {
 
-VideoSource::VideoSource(const std::string& path, DamageListener& listener)
+VideoSource::VideoSource(const std::string& path, DamageListener& listener, const DecoderSettings& settings)
     : listener_(listener), demuxer_(path)
 {
     if (!demuxer_.stream().raw)
-        decoder_ = makeDecoder(demuxer_.stream(), listener);
+        decoder_ = makeDecoder(demuxer_.stream(), listener, settings);
+    else if (settings != DecoderSettings{})
+        throw UsageError(
+            "uncompressed pictures are taken as they are: no option changes how they are decoded");
 }
 
 bool VideoSource::read(const PictureSink& sink)
 {
     const PictureSink completing = [&](PictureView picture) {
         complete(picture.format);
+        pictures_++;
         sink(picture);
     };
-    const std::optional<Packet> packet = demuxer_.read();
+    const std::optional<Packet> packet = nextPacket();
     if (!packet) {
         if (decoder_ != nullptr)
             decoder_->flush(completing);
         return false;
     }
     if (packet->damaged)
-        listener_.damaged("the container lost data");
+        listener_.damaged(fmt::format("the container lost data near picture {}", pictures_));
     if (decoder_ != nullptr)
         decoder_->decode(packet->data, completing);
     else
-        completing(rawPicture(*packet));
+        handOverRaw(*packet, completing);
     return true;
+}
+
+// A file that breaks off is damaged, but what came before is still worth having.
+std::optional<Packet> VideoSource::nextPacket()
+{
+    try {
+        return demuxer_.read();
+    } catch (const InputError& error) {
+        listener_.damaged(error.what());
+        return std::nullopt;
+    }
 }
 
 // What the stream leaves open, the container may know.
@@ -43,7 +60,7 @@ void VideoSource::complete(VideoFormat& format) const
 }
 
 // The planes follow one another, their rows too.
-PictureView VideoSource::rawPicture(const Packet& packet) const
+void VideoSource::handOverRaw(const Packet& packet, const PictureSink& sink)
 {
     PictureView picture{*demuxer_.stream().raw, {}};
     const VideoFormat& format = picture.format;
@@ -58,9 +75,10 @@ PictureView VideoSource::rawPicture(const Packet& packet) const
         plane.samples = packet.data.data() + at;
         at += static_cast<std::size_t>(plane.step) * static_cast<std::size_t>(plane.height);
     }
-    if (at > packet.data.size())
-        throw InputError("reading stopped: a picture is cut off");
-    return picture;
+    if (at <= packet.data.size())
+        sink(picture);
+    else
+        listener_.damaged(fmt::format("the picture behind picture {} is cut off", pictures_));
 }
 
 } // namespace kelvcpx::app

@@ -115,6 +115,18 @@ TEST(Command, DescribesAStreamThatItCannotDecode)
     EXPECT_NE(kelvcpx("info " + unknown).out.find("64x64"), std::string::npos);
 }
 
+TEST(Command, TakesUncompressedPictures)
+{
+    const std::string y4m = testFile("plain.y4m").string();
+    ASSERT_EQ(kelvcpx("decode " + clip() + " -o " + y4m).exitCode, 0);
+    EXPECT_EQ(kelvcpx("decode " + y4m + " -o -").out, contents(y4m));
+    EXPECT_EQ(kelvcpx("decode " + y4m + " --zoom 2").exitCode, 2);
+    const ProcessResult result = kelvcpx("info " + y4m);
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    for (const char* fact : {"176x144", "4:2:0", "25 pictures a second"})
+        EXPECT_NE(result.out.find(fact), std::string::npos) << fact << '\n' << result.out;
+}
+
 TEST(Command, WritesTheSamePicturesEveryWay)
 {
     const std::string y4m = testFile("same.y4m").string();
@@ -182,6 +194,12 @@ TEST(Command, KeepsWhatCameBeforeAChangeOfSize)
     EXPECT_NE(result.err.find("change from 176x144"), std::string::npos) << result.err;
     EXPECT_EQ(parseY4m(contents(output)).size(), static_cast<std::size_t>(clipPictures));
     EXPECT_EQ(words(kelvcpx("decode " + joined + " --md5").out).size(), 4U * clipPictures);
+
+    const ProcessResult encoded =
+        kelvcpx("encode " + joined + " -c mpeg2 -o " + testFile("again.m2v").string());
+    EXPECT_EQ(encoded.exitCode, 1);
+    EXPECT_NE(encoded.err.find("change from 176x144"), std::string::npos) << encoded.err;
+    EXPECT_EQ(decodeInProcess(testFile("again.m2v")).frames.size(), static_cast<std::size_t>(clipPictures));
 }
 
 } // namespace kelvcpx::test
