@@ -1,5 +1,6 @@
 #include "core/byte_cursor.h"
 #include "core/word_cursor.h"
+#include "support/bits.h"
 #include "support/random.h"
 
 #include <gtest/gtest.h>
@@ -12,14 +13,6 @@ namespace kelvcpx::test {
 namespace {
 
 // A stream as a text of zeros and ones: what the cursors must agree with.
-std::string binary(uint32_t code, int32_t n)
-{
-    std::string text;
-    for (int32_t i = n - 1; i >= 0; i--)
-        text += (code >> i & 1) != 0 ? '1' : '0';
-    return text;
-}
-
 template <class Unit>
 std::string binaryOf(const std::vector<Unit>& units)
 {

@@ -4,6 +4,7 @@
 
 #include "common/bit_writer.h"
 #include "dv/code_tables.h"
+#include "support/bits.h"
 #include "support/random.h"
 
 #include <algorithm>
@@ -26,14 +27,6 @@ struct DvBlock {
     std::array<int, 64> levels{}; // by position of transmission; the first is not used
     std::string codes;            // of the levels, with the end of block
 };
-
-inline std::string binary(int value, int bits)
-{
-    std::string text;
-    while (bits-- > 0)
-        text += (value >> bits & 1) != 0 ? '1' : '0';
-    return text;
-}
 
 // The code of `run` zeros and a level; an event that has none is split into zeros and a level.
 inline std::string eventCode(int run, int level)

@@ -1,6 +1,8 @@
 // Streams of coefficient codes as texts of zeros and ones.
 #pragma once
 
+#include "support/bits.h"
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -12,14 +14,6 @@
 namespace kelvcpx::test {
 
 using Block = std::array<int16_t, 64>;
-
-inline std::string binary(int64_t value, int n)
-{
-    std::string text;
-    while (n-- > 0)
-        text += (value >> n & 1) != 0 ? '1' : '0';
-    return text;
-}
 
 // A coefficient: the zeros before it, and its level.
 struct RunLevel {

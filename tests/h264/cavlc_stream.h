@@ -3,6 +3,7 @@
 
 #include "h264/cavlc_tables.h"
 #include "mpeg2/prefix_code.h"
+#include "support/bits.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -17,13 +18,8 @@ enum class BlockKind { luma, chromaDc, chromaDc422 };
 
 inline std::string coeffTokenBits(BlockKind kind, int nC, int totalCoeff, int trailingOnes)
 {
-    if (kind == BlockKind::luma && nC >= 8) {
-        const int value = totalCoeff == 0 ? 3 : 4 * (totalCoeff - 1) + trailingOnes;
-        std::string bits;
-        for (int i = 5; i >= 0; i--)
-            bits += (value >> i & 1) != 0 ? '1' : '0';
-        return bits;
-    }
+    if (kind == BlockKind::luma && nC >= 8)
+        return binary(totalCoeff == 0 ? 3 : 4 * (totalCoeff - 1) + trailingOnes, 6);
     const auto& rows = app::h264::cavlcRows;
     const auto codes = kind == BlockKind::chromaDc      ? rows.coeffTokenChromaDc
                        : kind == BlockKind::chromaDc422 ? rows.coeffTokenChromaDc422

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/word_cursor.h"
+#include "support/bits.h"
 #include "support/random.h"
 
 #include <cstdint>
@@ -34,11 +35,7 @@ class BitText
 public:
     void put(const std::string& bits) { text_ += bits; }
 
-    void put(uint32_t value, int length)
-    {
-        for (int i = length - 1; i >= 0; i--)
-            text_ += (value >> i & 1) != 0 ? '1' : '0';
-    }
+    void put(uint32_t value, int length) { put(binary(value, length)); }
 
     std::size_t size() const { return text_.size(); }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "common/bit_writer.h"
+#include "support/bits.h"
 #include "tables/mpeg4_tables.h"
 
 #include <algorithm>
@@ -29,14 +30,6 @@ struct Event {
     int run;
     int level;
 };
-
-inline std::string binary(int value, int length)
-{
-    std::string text;
-    for (int i = length - 1; i >= 0; i--)
-        text += (value >> i & 1) != 0 ? '1' : '0';
-    return text;
-}
 
 inline std::span<const mpeg4::EventCode> ordinaryCodes(Kind kind)
 {
