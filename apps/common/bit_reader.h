@@ -1,22 +1,15 @@
 // Headers and macroblock syntax, read through the library's word cursor.
 #pragma once
 
+#include "common/damaged_unit.h"
 #include "common/huffman_table.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <stdexcept>
 #include <vector>
 
 namespace kelvcpx::app {
-
-// The stream breaks the standard's syntax: the unit that is being read is lost from here on.
-class DamagedUnit : public std::runtime_error
-{
-public:
-    using std::runtime_error::runtime_error;
-};
 
 // Bytes of a packet as the words that the library reads, with zero words behind them.
 class WordStream

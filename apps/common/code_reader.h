@@ -1,7 +1,7 @@
 // Headers and macroblock syntax, read through a byte cursor like that of the library.
 #pragma once
 
-#include "common/bit_reader.h"
+#include "common/damaged_unit.h"
 #include "common/huffman_table.h"
 
 #include <algorithm>

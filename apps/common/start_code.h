@@ -24,4 +24,18 @@ inline std::size_t findStartCode(std::span<const uint8_t> data, std::size_t from
     return data.size();
 }
 
+// Calls visit(first, end) for every unit behind a start code prefix, up to the next one or the end of the
+// data.
+template <class Visit>
+void forEachUnit(std::span<const uint8_t> data, Visit visit)
+{
+    constexpr std::size_t prefix = 3;
+    std::size_t at = findStartCode(data, 0);
+    while (at + prefix < data.size()) {
+        const std::size_t next = findStartCode(data, at + prefix);
+        visit(at + prefix, next);
+        at = next;
+    }
+}
+
 } // namespace kelvcpx::app

@@ -70,15 +70,8 @@ void Decoder::decode(std::span<const uint8_t> packet, const PictureSink& sink)
     while (at < end) {
         const std::size_t next = findPicture(bytes_, at + 8);
         pictureCount_++;
-        try {
-            decodePicture(at, next, sink);
-        } catch (const DamagedUnit& damage) {
-            report(damage.what());
-        } catch (const UnsupportedStream& unsupported) {
-            if (reference_ == nullptr)
-                throw;
-            report(unsupported.what()); // it was decodable so far: a bit error made it look so
-        }
+        decodeTolerantly([&] { decodePicture(at, next, sink); }, [&] { return reference_ != nullptr; },
+                         [&](const char* damage) { report(damage); });
         at = next;
     }
 }

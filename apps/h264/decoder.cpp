@@ -137,44 +137,43 @@ Decoder::Decoder(std::span<const uint8_t> configuration, DamageListener& listene
 
 void Decoder::decode(std::span<const uint8_t> packet, const PictureSink& sink)
 {
-    forEachNalUnit(packet, lengthBytes_, [&](std::span<const uint8_t> unit) { decodeUnit(unit, sink); });
+    forEachNalUnit(packet, lengthBytes_, [&](std::span<const uint8_t> unit) {
+        decodeTolerantly([&] { decodeUnit(unit, sink); }, [&] { return active_.has_value(); },
+                         [&](const char* damage) { report(damage); });
+    });
 }
 
 void Decoder::decodeUnit(std::span<const uint8_t> unit, const PictureSink& sink)
 {
-    try {
-        const Payload payload(unit);
-        switch (payload.header().type) {
-        case NalType::slice:
-        case NalType::idrSlice:
-            decodeSlice(payload, sink);
-            break;
-        case NalType::partitionA:
-        case NalType::partitionB:
-        case NalType::partitionC:
-            throw UnsupportedStream("the stream needs data partitioning, which is not supported");
-        case NalType::sequenceParameterSet: {
-            finishPicture(sink);
-            SequenceParameterSet set = readSequenceParameterSet(payload);
-            sets_.sequences[static_cast<std::size_t>(set.id)] = std::move(set);
-            break;
-        }
-        case NalType::pictureParameterSet: {
-            finishPicture(sink);
-            PictureParameterSet set = readPictureParameterSet(payload);
-            sets_.pictures[static_cast<std::size_t>(set.id)] = std::move(set);
-            break;
-        }
-        case NalType::accessUnitDelimiter:
-        case NalType::endOfSequence:
-        case NalType::endOfStream:
-            finishPicture(sink);
-            break;
-        default:
-            break;
-        }
-    } catch (const DamagedUnit& damage) {
-        report(damage.what());
+    const Payload payload(unit);
+    switch (payload.header().type) {
+    case NalType::slice:
+    case NalType::idrSlice:
+        decodeSlice(payload, sink);
+        break;
+    case NalType::partitionA:
+    case NalType::partitionB:
+    case NalType::partitionC:
+        throw UnsupportedStream("the stream needs data partitioning, which is not supported");
+    case NalType::sequenceParameterSet: {
+        finishPicture(sink);
+        SequenceParameterSet set = readSequenceParameterSet(payload);
+        sets_.sequences[static_cast<std::size_t>(set.id)] = std::move(set);
+        break;
+    }
+    case NalType::pictureParameterSet: {
+        finishPicture(sink);
+        PictureParameterSet set = readPictureParameterSet(payload);
+        sets_.pictures[static_cast<std::size_t>(set.id)] = std::move(set);
+        break;
+    }
+    case NalType::accessUnitDelimiter:
+    case NalType::endOfSequence:
+    case NalType::endOfStream:
+        finishPicture(sink);
+        break;
+    default:
+        break;
     }
 }
 

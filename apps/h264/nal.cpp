@@ -72,12 +72,8 @@ void forEachNalUnit(std::span<const uint8_t> packet, std::optional<int> lengthBy
         }
         return;
     }
-    std::size_t at = findStartCode(packet, 0);
-    while (at + 3 < packet.size()) {
-        const std::size_t next = findStartCode(packet, at + 3);
-        visit(packet.subspan(at + 3, next - at - 3));
-        at = next;
-    }
+    forEachUnit(packet,
+                [&](std::size_t first, std::size_t end) { visit(packet.subspan(first, end - first)); });
 }
 
 // 14496-15 5.2.4.1.1.

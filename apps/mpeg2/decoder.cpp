@@ -104,21 +104,11 @@ private:
 void Decoder::decode(std::span<const uint8_t> packet, const PictureSink& sink)
 {
     words_.assign(packet);
-    std::size_t at = findStartCode(packet, 0);
-    while (at + 3 < packet.size()) {
-        const std::size_t next = findStartCode(packet, at + 3);
-        BitReader reader(words_, at + 4, next);
-        try {
-            decodeUnit(packet[at + 3], reader, sink);
-        } catch (const DamagedUnit& damage) {
-            report(damage.what());
-        } catch (const UnsupportedStream& unsupported) {
-            if (newer_ == nullptr)
-                throw;
-            report(unsupported.what()); // a sequence that was decodable so far: a bit error made it look so
-        }
-        at = next;
-    }
+    forEachUnit(packet, [&](std::size_t first, std::size_t end) {
+        BitReader reader(words_, first + 1, end);
+        decodeTolerantly([&] { decodeUnit(packet[first], reader, sink); }, [&] { return newer_ != nullptr; },
+                         [&](const char* damage) { report(damage); });
+    });
 }
 
 void Decoder::decodeUnit(uint8_t startCode, BitReader& reader, const PictureSink& sink)

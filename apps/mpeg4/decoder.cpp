@@ -115,21 +115,11 @@ void Decoder::decode(std::span<const uint8_t> packet, const PictureSink& sink)
         return;
     }
     bytes_.assign(packet);
-    std::size_t at = findStartCode(packet, 0);
-    while (at + 3 < packet.size()) {
-        const std::size_t next = findStartCode(packet, at + 3);
-        CodeReader reader(bytes_, 8 * (at + 4), 8 * next);
-        try {
-            decodeUnit(packet[at + 3], reader, sink);
-        } catch (const DamagedUnit& damage) {
-            report(damage.what());
-        } catch (const UnsupportedStream& unsupported) {
-            if (newer_ == nullptr)
-                throw;
-            report(unsupported.what()); // a stream that was decodable so far: a bit error made it look so
-        }
-        at = next;
-    }
+    forEachUnit(packet, [&](std::size_t first, std::size_t end) {
+        CodeReader reader(bytes_, 8 * (first + 1), 8 * end);
+        decodeTolerantly([&] { decodeUnit(packet[first], reader, sink); }, [&] { return newer_ != nullptr; },
+                         [&](const char* damage) { report(damage); });
+    });
 }
 
 void Decoder::decodeUnit(uint8_t startCode, CodeReader& reader, const PictureSink& sink)

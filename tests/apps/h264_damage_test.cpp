@@ -100,5 +100,24 @@ TEST(DamagedH264Video, IsReportedOnlyWhereABlockRefersToNothing)
     }
 }
 
+// A unit of a kind that is not supported is mere damage where pictures have been decoded before.
+TEST(DamagedH264Video, GoesOnAfterAnUnsupportedUnit)
+{
+    const std::vector<uint8_t> stream = bytesOf(
+        makeClip("sound.264", "-f lavfi -i testsrc2=size=64x64:rate=25 -frames:v 8 -c:v libx264 -threads 1"));
+    constexpr uint8_t partition[] = {0, 0, 1, 0x42, 0x80};
+    std::vector<uint8_t> bytes(std::begin(partition), std::end(partition));
+    bytes.insert(bytes.end(), stream.begin(), stream.end());
+    EXPECT_THROW(decodeInProcess("h264", bytes), app::UnsupportedStream);
+
+    bytes.insert(bytes.end(), std::begin(partition), std::end(partition));
+    bytes.insert(bytes.end(), stream.begin(), stream.end());
+    bytes.erase(bytes.begin(), bytes.begin() + std::ssize(partition));
+    const DecodedStream decoded = decodeInProcess("h264", bytes);
+    EXPECT_EQ(decoded.frames.size(), 16U);
+    ASSERT_EQ(decoded.damage.size(), 1U);
+    EXPECT_NE(decoded.damage[0].find("data partitioning"), std::string::npos) << decoded.damage[0];
+}
+
 } // namespace
 } // namespace kelvcpx::test
