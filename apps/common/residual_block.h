@@ -20,9 +20,18 @@ inline void transpose(int16_t* block, int32_t last)
             std::swap(block[8 * row + column], block[8 * column + row]);
 }
 
+// The inverse DCT adds an eighth too much before it rounds, and cuts a DC that is alone towards zero. In one
+// picture that is little, but predicted pictures add it up. With this in the DC it rounds to the nearest.
+inline void compensateRounding(int16_t* coefficients, int32_t last)
+{
+    const int dc = coefficients[0];
+    coefficients[0] = static_cast<int16_t>(last > 0 ? dc - 1 : dc < 0 ? dc - 4 : dc + 4);
+}
+
 // The samples of an intra block. The coefficients are used up.
 inline void reconstructBlock(int16_t* coefficients, int32_t last, uint8_t* dst, int32_t step)
 {
+    compensateRounding(coefficients, last);
     if (last > 0)
         transpose(coefficients, last);
     keliDCT8x8Inv_AANTransposed_16s8u_C1R(coefficients, dst, step, last);
@@ -33,6 +42,7 @@ inline void addBlock(int16_t* coefficients, int32_t last, uint8_t* dst, int32_t 
 {
     constexpr int32_t residualStep = 8 * sizeof(int16_t);
     alignas(32) std::array<int16_t, 64> residual;
+    compensateRounding(coefficients, last);
     if (last > 0)
         transpose(coefficients, last);
     keliDCT8x8Inv_AANTransposed_16s_C1R(coefficients, residual.data(), residualStep, last);

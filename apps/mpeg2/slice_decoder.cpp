@@ -1,5 +1,6 @@
 #include "mpeg2/slice_decoder.h"
 
+#include "common/residual_block.h"
 #include "mpeg2/code_tables.h"
 #include "mpeg2/scan.h"
 
@@ -239,6 +240,7 @@ void SliceDecoder::decodeIntraBlocks(BitReader& reader, const Macroblock& macrob
         const Surface::Plane& plane = context_.target.planes[place.plane];
         const int x = mbX * (isChroma != 0 ? 16 >> chromaShiftX(sequence.chroma) : 16) + place.x;
         const int y = mbY * (isChroma != 0 ? 16 >> chromaShiftY(sequence.chroma) : 16) + place.y;
+        compensateRounding(block.data(), last);
         keliDCT8x8Inv_AANTransposed_16s8u_C1R(block.data(),
                                               plane.samples + std::ptrdiff_t{plane.step} * y + x,
                                               plane.step * place.stepFactor, last);
@@ -259,6 +261,7 @@ void SliceDecoder::decodeResidual(BitReader& reader, const Macroblock& macrobloc
             check((sequence.mpeg2 ? keliReconstructDCTBlock_MPEG2_32s : keliReconstructDCTBlock_MPEG1_32s)(
                 reader.word(), reader.offset(), coefficients, coefficients, scan_, scale_, matrix,
                 block.data(), &last));
+            compensateRounding(block.data(), last);
         }
         const int rowLength = isChroma ? 8 : 16;
         int16_t* const plane = isChroma ? residual_.chroma[place.plane - 1].data() : residual_.luma.data();

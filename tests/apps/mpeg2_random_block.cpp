@@ -1,5 +1,6 @@
 #include "apps/mpeg2_random_block.h"
 
+#include "common/residual_block.h"
 #include "mpeg2/code_tables.h"
 
 #include <kelvcpx/block.h>
@@ -100,8 +101,10 @@ bool roundsAlike(const BlockCoding& coding, const Levels& levels, const Coeffici
             count = p;
     if (!coding.intra && !coding.mpeg1)
         count = std::max(count, 1);
+    Coefficients compensated = coefficients;
+    app::compensateRounding(compensated.data(), count);
     std::array<int16_t, 64> samples;
-    keliDCT8x8Inv_AANTransposed_16s_C1R(coefficients.data(), samples.data(), 16, count);
+    keliDCT8x8Inv_AANTransposed_16s_C1R(compensated.data(), samples.data(), 16, count);
 
     constexpr double tooClose = 0.02;
     for (std::size_t y = 0; y < 8; y++)

@@ -78,6 +78,8 @@ const std::string matrices =
 const EncodedVops ownEncoder[] = {
     {"Plain", "a.m4v", source("testsrc2") + plain},
     {"Cif", "a.mp4", source("mandelbrot", "352x288") + plain},
+    // What one picture has too much, forty would add up.
+    {"LongGroup", "a.m4v", source("mandelbrot") + "-frames:v 40 -g 100 -c:v mpeg4 -q:v 2"},
     {"OddSize", "a.m4v", source("testsrc2", "171x133") + twoB},
     {"Coarse", "a.m4v", source("testsrc2") + "-c:v mpeg4 -bf 1 -q:v 31"},
     {"NoiseFine", "a.m4v", source("testsrc2") + noise + "-c:v mpeg4 -bf 1 -q:v 1"},

@@ -1,6 +1,7 @@
 #include "mpeg2/encoder/block_coder.h"
 
 #include "common/forward_dct.h"
+#include "common/residual_block.h"
 #include "mpeg2/encoder/encoding_tables.h"
 #include "mpeg2/scan.h"
 
@@ -82,7 +83,9 @@ void BlockCoder::reconstructIntra(const CodedBlock& block, uint8_t* samples, int
     alignas(32) std::array<int16_t, 64> coefficients = block.levels;
     coefficients[0] = static_cast<int16_t>(coefficients[0] * (1 << dcShift_));
     keliQuantInvIntra_MPEG2_16s_C1I(coefficients.data(), scale_, weights_.data());
-    keliDCT8x8Inv_AANTransposed_16s8u_C1R(coefficients.data(), samples, step, lastPosition(block));
+    const int32_t last = lastPosition(block);
+    compensateRounding(coefficients.data(), last);
+    keliDCT8x8Inv_AANTransposed_16s8u_C1R(coefficients.data(), samples, step, last);
 }
 
 void BlockCoder::reconstructNonIntra(const CodedBlock& block, int16_t* residual, int32_t step) const
@@ -92,6 +95,7 @@ void BlockCoder::reconstructNonIntra(const CodedBlock& block, int16_t* residual,
     if (block.count > 0) {
         keliQuantInv_MPEG2_16s_C1I(coefficients.data(), scale_, nonIntraWeights_.data());
         last = std::max(lastPosition(block), 1); // mismatch control has its say in a block of one coefficient
+        compensateRounding(coefficients.data(), last);
     }
     keliDCT8x8Inv_AANTransposed_16s_C1R(coefficients.data(), residual, step, last);
 }
