@@ -128,8 +128,6 @@ const EncodedVops otherEncoder[] = {
     {"GlobalMotion", "a.m4v", source("testsrc2", "220x180") + turning + xvid + "-gmc 1"},
     {"GlobalMotionQuarterSample", "a.m4v",
      source("mandelbrot", "220x180") + turning + xvid + "-gmc 1 -flags +qpel+mv4 -bf 2"},
-    {"Interlaced", "a.m4v", source("testsrc2") + fields + xvid + "-flags +ilme+ildct"},
-    {"InterlacedWithB", "a.m4v", source("testsrc2") + fields + xvid + "-flags +ilme+ildct -bf 2"},
     // So many pictures that the last packet has no B-VOP, which the reference decoder would keep.
     {"Packed", "a.avi", source("testsrc2") + "-frames:v 27 " + xvid + "-bf 2 -gmc 1 -flags +qpel"},
 };
