@@ -24,7 +24,7 @@ median() {
 
 # pictures_in CLIP: how many pictures the demultiplexer finds.
 pictures_in() {
-    ffprobe -v error -select_streams v:0 -count_packets -show_entries stream=nb_read_packets -of default=nk=1:nw=1 "$1" |
+    ffprobe -v fatal -select_streams v:0 -count_packets -show_entries stream=nb_read_packets -of default=nk=1:nw=1 "$1" |
         sed -n 1p
 }
 
