@@ -1,5 +1,7 @@
 #include "mpeg2/code_tables.h"
 
+#include "common/macroblock_codes.h"
+
 namespace kelvcpx::app::mpeg2 {
 namespace {
 
@@ -8,44 +10,16 @@ constexpr uint8_t escape = 255;
 
 // Table numbers are those of ISO/IEC 13818-2.
 
-// Table B.1; the stuffing is of ISO/IEC 11172-2 table B.1.
-constexpr ValueCode addressIncrementCodes[] = {
-    {"1", 1},
-    {"011", 2},
-    {"010", 3},
-    {"0011", 4},
-    {"0010", 5},
-    {"00011", 6},
-    {"00010", 7},
-    {"0000111", 8},
-    {"0000110", 9},
-    {"00001011", 10},
-    {"00001010", 11},
-    {"00001001", 12},
-    {"00001000", 13},
-    {"00000111", 14},
-    {"00000110", 15},
-    {"0000010111", 16},
-    {"0000010110", 17},
-    {"0000010101", 18},
-    {"0000010100", 19},
-    {"0000010011", 20},
-    {"0000010010", 21},
-    {"00000100011", 22},
-    {"00000100010", 23},
-    {"00000100001", 24},
-    {"00000100000", 25},
-    {"00000011111", 26},
-    {"00000011110", 27},
-    {"00000011101", 28},
-    {"00000011100", 29},
-    {"00000011011", 30},
-    {"00000011010", 31},
-    {"00000011001", 32},
-    {"00000011000", 33},
+// Table B.1.
+constexpr ValueCode otherAddressCodes[] = {
     {"00000001000", addressEscape},
-    {"00000001111", addressStuffing},
+    {addressStuffingBits, addressStuffing},
 };
+constexpr auto addressIncrementCodes = joined(addressCodes, otherAddressCodes);
+
+// Table B.9, with what only 4:2:2 and 4:4:4 have.
+constexpr ValueCode nothingCode[] = {{"000000001", 0}};
+constexpr auto codedBlockPatternCodes = joined(nothingCode, patternCodes);
 
 // Table B.2.
 constexpr ValueCode macroblockTypeCodesI[] = {
@@ -77,60 +51,6 @@ constexpr ValueCode macroblockTypeCodesB[] = {
     {"000011", typeQuant | typeForward | typePattern},
     {"000010", typeQuant | typeBackward | typePattern},
     {"000001", typeQuant | typeIntra},
-};
-
-// Table B.9.
-constexpr ValueCode codedBlockPatternCodes[] = {
-    {"000000001", 0},  {"01011", 1},      {"01001", 2},      {"001101", 3},    {"1101", 4},
-    {"0010111", 5},    {"0010011", 6},    {"00011111", 7},   {"1100", 8},      {"0010110", 9},
-    {"0010010", 10},   {"00011110", 11},  {"10011", 12},     {"00011011", 13}, {"00010111", 14},
-    {"00010011", 15},  {"1011", 16},      {"0010101", 17},   {"0010001", 18},  {"00011101", 19},
-    {"10001", 20},     {"00011001", 21},  {"00010101", 22},  {"00010001", 23}, {"001111", 24},
-    {"00001111", 25},  {"00001101", 26},  {"000000011", 27}, {"01111", 28},    {"00001011", 29},
-    {"00000111", 30},  {"000000111", 31}, {"1010", 32},      {"0010100", 33},  {"0010000", 34},
-    {"00011100", 35},  {"001110", 36},    {"00001110", 37},  {"00001100", 38}, {"000000010", 39},
-    {"10000", 40},     {"00011000", 41},  {"00010100", 42},  {"00010000", 43}, {"01110", 44},
-    {"00001010", 45},  {"00000110", 46},  {"000000110", 47}, {"10010", 48},    {"00011010", 49},
-    {"00010110", 50},  {"00010010", 51},  {"01101", 52},     {"00001001", 53}, {"00000101", 54},
-    {"000000101", 55}, {"01100", 56},     {"00001000", 57},  {"00000100", 58}, {"000000100", 59},
-    {"111", 60},       {"01010", 61},     {"01000", 62},     {"001100", 63},
-};
-
-// Table B.10.
-constexpr ValueCode motionCodes[] = {
-    {"00000011001", -16},
-    {"00000011011", -15},
-    {"00000011101", -14},
-    {"00000011111", -13},
-    {"00000100001", -12},
-    {"00000100011", -11},
-    {"0000010011", -10},
-    {"0000010101", -9},
-    {"0000010111", -8},
-    {"00000111", -7},
-    {"00001001", -6},
-    {"00001011", -5},
-    {"0000111", -4},
-    {"00011", -3},
-    {"0011", -2},
-    {"011", -1},
-    {"1", 0},
-    {"010", 1},
-    {"0010", 2},
-    {"00010", 3},
-    {"0000110", 4},
-    {"00001010", 5},
-    {"00001000", 6},
-    {"00000110", 7},
-    {"0000010110", 8},
-    {"0000010100", 9},
-    {"0000010010", 10},
-    {"00000100010", 11},
-    {"00000100000", 12},
-    {"00000011110", 13},
-    {"00000011100", 14},
-    {"00000011010", 15},
-    {"00000011000", 16},
 };
 
 // Table B.11.
@@ -393,7 +313,7 @@ constexpr CodeRows codeRows{
     .addressIncrement = addressIncrementCodes,
     .macroblockType = {macroblockTypeCodesI, macroblockTypeCodesP, macroblockTypeCodesB},
     .codedBlockPattern = codedBlockPatternCodes,
-    .motionCode = motionCodes,
+    .motionCode = vectorCodes,
     .dmvector = dmvectorCodes,
     .dcSize = {dcSizeLuminanceCodes, dcSizeChrominanceCodes},
     .coefficients = {dctCoefficientsZero, dctCoefficientsOne},

@@ -33,9 +33,9 @@ int32_t transformed(const std::array<int16_t, 64>& coefficients, int32_t last)
 // From scan order to raster order.
 void unscan(const std::array<int16_t, 64>& levels, int32_t scan, std::array<int16_t, 64>& block)
 {
-    const Scan& positions = scan == zigzag              ? zigzagScan
-                            : scan == alternateVertical ? alternateVerticalScan
-                                                        : alternateHorizontalScan;
+    const Scan8x8& positions = scan == zigzag              ? zigzagScan
+                               : scan == alternateVertical ? alternateVerticalScan
+                                                           : alternateHorizontalScan;
     for (std::size_t i = 0; i < block.size(); i++)
         block[positions[i]] = levels[i];
 }

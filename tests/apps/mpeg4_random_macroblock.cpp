@@ -413,7 +413,7 @@ void Mpeg4MacroblockWriter::writeLevels(app::CodeWriter& out, const MacroblockPl
     }
     std::array<int16_t, 64> block{};
     for (std::size_t p = 0; p < block.size(); p++)
-        block[zigzagScan[p]] = levels[p];
+        block[app::zigzagScan[p]] = levels[p];
     out.putBlock([&](uint8_t** byte, int32_t* offset) {
         return keliEncodeCoeffsInter_MPEG4_16s1u(block.data(), byte, offset, count, reversible, 0);
     });

@@ -203,7 +203,7 @@ void StreamWriter::writeMatrix(Matrix& matrix)
         } else if (p == count) {
             out_.put(0, 8);
         }
-        matrix[zigzagScan[p]] = weight;
+        matrix[app::zigzagScan[p]] = weight;
     }
     stream_.tools["matrix of its own"]++;
 }
