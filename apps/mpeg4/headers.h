@@ -72,11 +72,6 @@ struct VideoObjectLayer {
 
 enum class VopType { intra, predicted, bidirectional, sprite };
 
-constexpr char letterOf(VopType type)
-{
-    return "IPBS"[static_cast<int>(type)];
-}
-
 // The displacement of a warping point, in half samples.
 struct WarpingPoints {
     std::array<int32_t, 4> du{};

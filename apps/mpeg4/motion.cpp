@@ -121,13 +121,6 @@ void MotionReader::readForward(CodeReader& reader, Macroblock& macroblock)
     }
 }
 
-void MotionReader::setNone(const Macroblock& macroblock)
-{
-    MacroblockMotion& motion = motionOf(macroblock);
-    motion.kind = MotionKind::whole;
-    motion.vectors = {};
-}
-
 void MotionReader::setGlobal(Macroblock& macroblock)
 {
     MacroblockMotion& motion = motionOf(macroblock);

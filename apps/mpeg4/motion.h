@@ -19,8 +19,7 @@ public:
     // says which packet it is in.
     void readForward(CodeReader& reader, Macroblock& macroblock);
 
-    // What a macroblock without vectors in the stream has: intra, or not coded.
-    void setNone(const Macroblock& macroblock);
+    // The motion of a macroblock that is predicted by warping.
     void setGlobal(Macroblock& macroblock);
 
     // The vectors of a macroblock of a B-VOP; `type` tells which there are. Predictions are along the row.
@@ -31,7 +30,6 @@ private:
     Vector predicted(const Macroblock& macroblock, std::size_t block) const;
     Vector read(CodeReader& reader, Vector predictor, int fcode) const;
     void readDirection(CodeReader& reader, Macroblock& macroblock, std::size_t direction);
-    void readDirect(CodeReader& reader, Macroblock& macroblock) const;
     MacroblockMotion& motionOf(const Macroblock& macroblock) const
     {
         return context_.target->motion[static_cast<std::size_t>(macroblock.address)];
