@@ -32,8 +32,10 @@ void writeEvent(ByteWriter& stream, int32_t run, int32_t level)
     }
 }
 
-// The coefficients from position 1 on, of which `count` are not 0, behind `run` zeros; and end of block.
-void writeRest(ByteWriter& stream, const int16_t* pQCoef, const ScanTable& order, int32_t run, int32_t count)
+// The coefficients from position 1 on, of which `count` are not 0, behind `run` zeros; and end of block. A
+// call for each of them would cost as much as writing it.
+[[gnu::flatten]] void writeRest(ByteWriter& stream, const int16_t* pQCoef, const ScanTable& order,
+                                int32_t run, int32_t count)
 {
     forEachLevel(pQCoef, order, 1, run, count,
                  [&](int32_t zeros, int32_t level, bool) { writeEvent(stream, zeros, level); });
