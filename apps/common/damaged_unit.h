@@ -3,6 +3,8 @@
 
 #include "common/decoder.h"
 
+#include <kelvcpx/types.h>
+
 #include <stdexcept>
 
 namespace kelvcpx::app {
@@ -13,6 +15,13 @@ class DamagedUnit : public std::runtime_error
 public:
     using std::runtime_error::runtime_error;
 };
+
+// What an operation of the library that reads a block returns.
+inline void checkBlock(Status status)
+{
+    if (status != StatusOk)
+        throw DamagedUnit("a block has an invalid code");
+}
 
 // Decodes a unit, and reports if it is damaged. UnsupportedStream gets through only while nothing has been
 // decoded: after that, a bit error has made the stream look like one of another kind.

@@ -1,5 +1,6 @@
 #include "common/predictive_encoder.h"
 
+#include "common/block_place.h"
 #include "common/forward_dct.h"
 #include "common/motion_search.h"
 
@@ -15,18 +16,6 @@ namespace {
 
 constexpr int defaultQp = 5;
 constexpr int defaultGroupSize = 12;
-
-struct BlockPlace {
-    std::size_t plane;
-    int x; // in the macroblock
-    int y;
-};
-
-BlockPlace placeOf(std::size_t block)
-{
-    const int index = static_cast<int>(block);
-    return block < 4 ? BlockPlace{0, 8 * (index & 1), 8 * (index >> 1)} : BlockPlace{block - 3, 0, 0};
-}
 
 // The last columns and rows go on to the edges of the macroblocks.
 void copyExtended(const PictureView& picture, const PaddedFrame& frame)
@@ -44,6 +33,14 @@ void copyExtended(const PictureView& picture, const PaddedFrame& frame)
 }
 
 } // namespace
+
+uint32_t codedBlockPattern(std::span<const int32_t, 6> counts, int32_t least)
+{
+    uint32_t pattern = 0;
+    for (const int32_t count : counts)
+        pattern = pattern << 1 | (count >= least ? 1 : 0);
+    return pattern;
+}
 
 PredictiveEncoder::PredictiveEncoder(const VideoFormat& format, const EncoderSettings& settings,
                                      MakeDecoder makeDecoder)
@@ -116,12 +113,10 @@ void PredictiveEncoder::quantiseIntra(int column, int row, MacroblockLevels& lev
 {
     alignas(32) std::array<int16_t, 64> samples;
     for (std::size_t i = 0; i < 6; i++) {
-        const BlockPlace place = placeOf(i);
+        const BlockPlace place = blockPlace(i, column, row);
         const PaddedFrame::Plane& plane = source_.plane(place.plane);
-        const int size = place.plane == 0 ? 16 : 8;
         for (std::size_t k = 0; k < 64; k++)
-            samples[k] = *plane.at(size * column + place.x + static_cast<int>(k % 8),
-                                   size * row + place.y + static_cast<int>(k / 8));
+            samples[k] = *plane.at(place.x + static_cast<int>(k % 8), place.y + static_cast<int>(k / 8));
         forwardDct(samples.data(), 8 * sizeof(int16_t), levels.blocks[i]);
         quantiseIntraBlock(i, levels.blocks[i].data(), levels.counts[i]);
     }
@@ -133,15 +128,14 @@ void PredictiveEncoder::quantiseInter(int column, int row, const PredictedMacrob
     constexpr int32_t step = 8 * sizeof(int16_t);
     alignas(32) std::array<int16_t, 64> difference;
     for (std::size_t i = 0; i < 6; i++) {
-        const BlockPlace place = placeOf(i);
+        const BlockPlace place = blockPlace(i, column, row);
         const PaddedFrame::Plane& plane = source_.plane(place.plane);
-        const int size = place.plane == 0 ? 16 : 8;
+        const bool isLuma = place.plane == 0;
         const uint8_t* const prediction =
-            place.plane == 0 ? &predicted.luma[static_cast<std::size_t>(16 * place.y + place.x)]
-                             : predicted.chroma[place.plane - 1].data();
+            isLuma ? &predicted.luma[128 * (i / 2) + 8 * (i % 2)] : predicted.chroma[i - 4].data();
         int32_t sad;
-        keliSubSAD8x8_8u16s_C1R(plane.at(size * column + place.x, size * row + place.y), plane.step,
-                                prediction, size, difference.data(), step, &sad);
+        keliSubSAD8x8_8u16s_C1R(plane.at(place.x, place.y), plane.step, prediction, isLuma ? 16 : 8,
+                                difference.data(), step, &sad);
         auto& block = levels.blocks[i];
         forwardDct(difference.data(), step, block);
         for (int16_t& coefficient : block) // to the 12 bits that the quantiser is made for

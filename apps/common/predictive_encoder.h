@@ -22,6 +22,9 @@ struct MacroblockLevels {
     std::array<int32_t, 6> counts;
 };
 
+// The blocks with at least so many levels, the first one in bit 5.
+uint32_t codedBlockPattern(std::span<const int32_t, 6> counts, int32_t least = 1);
+
 // The prediction of a macroblock.
 struct PredictedMacroblock {
     alignas(32) std::array<uint8_t, 256> luma;

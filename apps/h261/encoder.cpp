@@ -103,9 +103,7 @@ bool Encoder::encodeInter(int number, Place place)
         return false;
     const bool filtered = choosePrediction(place, vector);
     quantiseInter(place.column, place.row, predicted_, levels_);
-    int32_t pattern = 0;
-    for (const int32_t count : levels_.counts)
-        pattern = 2 * pattern + (count > 0 ? 1 : 0);
+    const auto pattern = static_cast<int32_t>(codedBlockPattern(levels_.counts));
     const bool moved = vector != Vector{} || filtered;
     if (!moved && pattern == 0)
         return true; // not transmitted

@@ -1,5 +1,6 @@
 #include "h261/gob_decoder.h"
 
+#include "common/block_place.h"
 #include "common/residual_block.h"
 #include "h261/code_tables.h"
 
@@ -18,25 +19,6 @@ struct Block {
     alignas(32) std::array<int16_t, 64> coefficients;
     int32_t last;
 };
-
-void check(Status status)
-{
-    if (status != StatusOk)
-        throw DamagedUnit("a block has an invalid code");
-}
-
-struct BlockPlace {
-    std::size_t plane;
-    int x;
-    int y;
-};
-
-BlockPlace blockPlace(int block, Place place)
-{
-    if (block >= 4)
-        return {static_cast<std::size_t>(block - 3), 8 * place.column, 8 * place.row};
-    return {0, 16 * place.column + 8 * (block & 1), 16 * place.row + 8 * (block >> 1)};
-}
 
 // The difference that brings the component into -15..15, of the two that a code stands for (4.2.3.4).
 int wrapped(int component)
@@ -129,10 +111,10 @@ void GobDecoder::readVector(CodeReader& reader, bool followsPrevious)
 void GobDecoder::decodeIntra(CodeReader& reader, Place place)
 {
     Block block;
-    for (int i = 0; i < 6; i++) {
-        check(keliReconstructCoeffsIntra_H261_1u16s(reader.byte(), reader.offset(), block.coefficients.data(),
-                                                    &block.last, quant_));
-        const BlockPlace to = blockPlace(i, place);
+    for (std::size_t i = 0; i < 6; i++) {
+        checkBlock(keliReconstructCoeffsIntra_H261_1u16s(reader.byte(), reader.offset(),
+                                                         block.coefficients.data(), &block.last, quant_));
+        const BlockPlace to = blockPlace(i, place.column, place.row);
         const PaddedFrame::Plane& plane = target_.plane(to.plane);
         reconstructBlock(block.coefficients.data(), block.last, plane.at(to.x, to.y), plane.step);
     }
@@ -165,12 +147,12 @@ void GobDecoder::predict(Place place, bool filtered) const
 void GobDecoder::addResidual(CodeReader& reader, Place place, uint32_t pattern)
 {
     Block block;
-    for (int i = 0; i < 6; i++) {
+    for (std::size_t i = 0; i < 6; i++) {
         if ((pattern >> (5 - i) & 1) == 0)
             continue;
-        check(keliReconstructCoeffsInter_H261_1u16s(reader.byte(), reader.offset(), block.coefficients.data(),
-                                                    &block.last, quant_));
-        const BlockPlace to = blockPlace(i, place);
+        checkBlock(keliReconstructCoeffsInter_H261_1u16s(reader.byte(), reader.offset(),
+                                                         block.coefficients.data(), &block.last, quant_));
+        const BlockPlace to = blockPlace(i, place.column, place.row);
         const PaddedFrame::Plane& plane = target_.plane(to.plane);
         addBlock(block.coefficients.data(), block.last, plane.at(to.x, to.y), plane.step);
     }

@@ -134,9 +134,7 @@ bool Encoder::encodeInter(int column, int row)
         return false;
     predictMacroblock(reference(), column, row, vector, 0, predicted_);
     quantiseInter(column, row, predicted_, levels_);
-    uint32_t pattern = 0;
-    for (const int32_t count : levels_.counts)
-        pattern = pattern << 1 | (count > 0 ? 1 : 0);
+    const uint32_t pattern = codedBlockPattern(levels_.counts);
     vectors_.set(column, row, vector);
     const bool skipped = pattern == 0 && vector == HalfVector{};
     writer_.put(skipped ? 1 : 0, 1); // COD
@@ -158,9 +156,7 @@ bool Encoder::encodeInter(int column, int row)
 void Encoder::encodeIntra(int column, int row, bool intraPicture)
 {
     quantiseIntra(column, row, levels_);
-    uint32_t pattern = 0;
-    for (const int32_t count : levels_.counts) // the DC is one of them
-        pattern = pattern << 1 | (count > 1 ? 1 : 0);
+    const uint32_t pattern = codedBlockPattern(levels_.counts, 2); // the DC is one of them
     if (!intraPicture)
         writer_.put(0, 1); // COD
     writer_.put(intraPicture ? codeRows.mcbpcIntra : codeRows.mcbpcInter,

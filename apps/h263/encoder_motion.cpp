@@ -1,5 +1,6 @@
 #include "h263/encoder_motion.h"
 
+#include "common/median.h"
 #include "h263/chroma_vector.h"
 
 #include <kelvcpx/block.h>
@@ -8,14 +9,6 @@
 #include <cstddef>
 
 namespace kelvcpx::app::h263 {
-namespace {
-
-int median(int a, int b, int c)
-{
-    return std::max(std::min(a, b), std::min(std::max(a, b), c));
-}
-
-} // namespace
 
 VectorField::VectorField(int wide, int high)
     : wide_(wide), vectors_(static_cast<std::size_t>(wide) * static_cast<std::size_t>(high))

@@ -1,5 +1,6 @@
 #include "h263/macroblock_parser.h"
 
+#include "common/median.h"
 #include "h263/code_tables.h"
 
 #include <kelvcpx/h263.h>
@@ -15,17 +16,6 @@ constexpr int32_t typeInterFour = 2;
 constexpr int32_t typeIntra = 3;
 constexpr int32_t typeIntraQuant = 4;
 constexpr int32_t typeInterFourQuant = 5;
-
-void check(Status status)
-{
-    if (status != StatusOk)
-        throw DamagedUnit("a block has an invalid code");
-}
-
-int median(int a, int b, int c)
-{
-    return std::max(std::min(a, b), std::min(std::max(a, b), c));
-}
 
 // The reversible code of vector differences (table D.3).
 int readReversible(CodeReader& reader)
@@ -237,7 +227,7 @@ void MacroblockParser::readIntraBlock(CodeReader& reader, const Macroblock& macr
     const bool hasCodes = macroblock.hasBlock(number);
     block.last = -1;
     if (hasCodes || !header.advancedIntra)
-        check(keliReconstructCoeffsIntra_H263_1u16s(
+        checkBlock(keliReconstructCoeffsIntra_H263_1u16s(
             reader.byte(), reader.offset(), block.coefficients.data(), &block.last, hasCodes,
             quantOf(macroblock, number), header.advancedIntra, scanOf(mode), header.modifiedQuantisation));
     if (!header.advancedIntra)
@@ -250,8 +240,9 @@ void MacroblockParser::readIntraBlock(CodeReader& reader, const Macroblock& macr
 void MacroblockParser::readInterBlock(CodeReader& reader, int quant)
 {
     CodedBlock& block = context_.blocks.emplace_back();
-    check(keliReconstructCoeffsInter_H263_1u16s(reader.byte(), reader.offset(), block.coefficients.data(),
-                                                &block.last, quant, context_.header.modifiedQuantisation));
+    checkBlock(keliReconstructCoeffsInter_H263_1u16s(reader.byte(), reader.offset(),
+                                                     block.coefficients.data(), &block.last, quant,
+                                                     context_.header.modifiedQuantisation));
 }
 
 } // namespace kelvcpx::app::h263

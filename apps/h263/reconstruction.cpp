@@ -1,5 +1,6 @@
 #include "h263/reconstruction.h"
 
+#include "common/block_place.h"
 #include "common/residual_block.h"
 #include "h263/chroma_vector.h"
 
@@ -11,20 +12,6 @@
 
 namespace kelvcpx::app::h263 {
 namespace {
-
-// Place of a block, 0..5, in the plane that it belongs to.
-struct BlockPlace {
-    std::size_t plane;
-    int x;
-    int y;
-};
-
-BlockPlace placeOf(int block, int column, int row)
-{
-    if (block >= 4)
-        return {static_cast<std::size_t>(block - 3), 8 * column, 8 * row};
-    return {0, 16 * column + 8 * (block & 1), 16 * row + 8 * (block >> 1)};
-}
 
 // Keeps a vector from leaving the margin, where all samples of a row, or of a column, are the same.
 ::MotionVector withinMargin(Vector vector, const PaddedFrame::Plane& plane, int x, int y)
@@ -49,9 +36,9 @@ void Reconstruction::reconstruct(std::size_t address)
     const int column = static_cast<int>(address) % context_.wide();
     const int row = static_cast<int>(address) / context_.wide();
     if (macroblock.intra) {
-        for (int i = 0; i < 6; i++) {
-            CodedBlock& block = context_.blocks[macroblock.firstBlock + static_cast<std::size_t>(i)];
-            const BlockPlace place = placeOf(i, column, row);
+        for (std::size_t i = 0; i < 6; i++) {
+            CodedBlock& block = context_.blocks[macroblock.firstBlock + i];
+            const BlockPlace place = blockPlace(i, column, row);
             const PaddedFrame::Plane& plane = target_.plane(place.plane);
             reconstructBlock(block.coefficients.data(), block.last, plane.at(place.x, place.y), plane.step);
         }
@@ -96,9 +83,9 @@ void Reconstruction::predictInter(const Macroblock& macroblock, int column, int 
                                rounding);
         return;
     }
-    for (int i = 0; i < 4; i++) {
-        const BlockPlace place = placeOf(i, column, row);
-        const Vector vector = macroblock.vectors[static_cast<std::size_t>(i)];
+    for (std::size_t i = 0; i < 4; i++) {
+        const BlockPlace place = blockPlace(i, column, row);
+        const Vector vector = macroblock.vectors[i];
         const ReferenceBlock block = referenceBlock(from, 8, 2 * place.x + vector.x, 2 * place.y + vector.y);
         keliCopy8x8HP_8u_C1R(block.samples, block.step, to.at(place.x, place.y), to.step, block.acc,
                              rounding);
@@ -120,7 +107,7 @@ void Reconstruction::predictOverlapped(const Macroblock& macroblock, int column,
     const PaddedFrame::Plane& to = target_.plane(0);
     const auto& own = macroblock.vectors;
     for (std::size_t i = 0; i < 4; i++) {
-        const BlockPlace place = placeOf(static_cast<int>(i), column, row);
+        const BlockPlace place = blockPlace(i, column, row);
         const std::size_t beside = i ^ 1;
         const std::size_t across = i ^ 2;
         const bool isRight = (i & 1) != 0;
@@ -153,11 +140,11 @@ void Reconstruction::predictChroma(PaddedFrame& target, Vector vector, int colum
 
 void Reconstruction::addBlocks(PaddedFrame& target, uint32_t pattern, std::size_t block, int column, int row)
 {
-    for (int i = 0; i < 6; i++) {
+    for (std::size_t i = 0; i < 6; i++) {
         if ((pattern >> (5 - i) & 1) == 0)
             continue;
         CodedBlock& coded = context_.blocks[block++];
-        const BlockPlace place = placeOf(i, column, row);
+        const BlockPlace place = blockPlace(i, column, row);
         const PaddedFrame::Plane& plane = target.plane(place.plane);
         addBlock(coded.coefficients.data(), coded.last, plane.at(place.x, place.y), plane.step);
     }

@@ -1,15 +1,11 @@
 #include "h264/motion_vectors.h"
 
+#include "common/median.h"
 #include <algorithm>
 #include <cstdlib>
 
 namespace kelvcpx::app::h264 {
 namespace {
-
-int medianOf(int a, int b, int c)
-{
-    return std::max(std::min(a, b), std::min(std::max(a, b), c));
-}
 
 Vector add(Vector a, Vector b)
 {
@@ -186,8 +182,7 @@ Vector MotionDeriver::median(const Candidates& candidates, int refIdx)
         (a.refIdx == refIdx ? 1 : 0) + (b.refIdx == refIdx ? 1 : 0) + (c.refIdx == refIdx ? 1 : 0);
     if (matches == 1)
         return a.refIdx == refIdx ? a.vector : b.refIdx == refIdx ? b.vector : c.vector;
-    return {static_cast<int16_t>(medianOf(a.vector.x, b.vector.x, c.vector.x)),
-            static_cast<int16_t>(medianOf(a.vector.y, b.vector.y, c.vector.y))};
+    return {app::median(a.vector.x, b.vector.x, c.vector.x), app::median(a.vector.y, b.vector.y, c.vector.y)};
 }
 
 // 8.4.1.3

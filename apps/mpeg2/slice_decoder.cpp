@@ -17,12 +17,6 @@ namespace {
 constexpr int32_t nonLinearScales[32] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  10, 12, 14, 16, 18, 20,  22,
                                          24, 28, 32, 36, 40, 44, 48, 52, 56, 64, 72, 80, 88, 96, 104, 112};
 
-void check(Status status)
-{
-    if (status != StatusOk)
-        throw DamagedUnit("a block has an invalid code");
-}
-
 } // namespace
 
 SliceDecoder::SliceDecoder(PictureContext& context)
@@ -230,12 +224,13 @@ void SliceDecoder::decodeIntraBlocks(BitReader& reader, const Macroblock& macrob
         const int16_t* const matrix = sequence.matrices.intra[isChroma].data();
         int16_t* const dcPredictor = &dcPredictors_[place.plane];
         int32_t last = 0;
-        check(sequence.mpeg2 ? keliReconstructDCTBlockIntra_MPEG2_32s(
-                                   reader.word(), reader.offset(), dcSizes, coefficients, scan_, scale_,
-                                   matrix, dcPredictor, 3 - picture.intraDcPrecision, block.data(), &last)
-                             : keliReconstructDCTBlockIntra_MPEG1_32s(reader.word(), reader.offset(), dcSizes,
-                                                                      coefficients, scan_, scale_, matrix,
-                                                                      dcPredictor, block.data(), &last));
+        checkBlock(sequence.mpeg2
+                       ? keliReconstructDCTBlockIntra_MPEG2_32s(
+                             reader.word(), reader.offset(), dcSizes, coefficients, scan_, scale_, matrix,
+                             dcPredictor, 3 - picture.intraDcPrecision, block.data(), &last)
+                       : keliReconstructDCTBlockIntra_MPEG1_32s(reader.word(), reader.offset(), dcSizes,
+                                                                coefficients, scan_, scale_, matrix,
+                                                                dcPredictor, block.data(), &last));
 
         const Surface::Plane& plane = context_.target.planes[place.plane];
         const int x = mbX * (isChroma != 0 ? 16 >> chromaShiftX(sequence.chroma) : 16) + place.x;
@@ -258,9 +253,10 @@ void SliceDecoder::decodeResidual(BitReader& reader, const Macroblock& macrobloc
         int32_t last = -1; // an uncoded block: the inverse DCT clears its residual
         if ((pattern >> (blockCount() - 1 - i) & 1) != 0) {
             const int16_t* const matrix = sequence.matrices.nonIntra[isChroma ? 1 : 0].data();
-            check((sequence.mpeg2 ? keliReconstructDCTBlock_MPEG2_32s : keliReconstructDCTBlock_MPEG1_32s)(
-                reader.word(), reader.offset(), coefficients, coefficients, scan_, scale_, matrix,
-                block.data(), &last));
+            checkBlock(
+                (sequence.mpeg2 ? keliReconstructDCTBlock_MPEG2_32s : keliReconstructDCTBlock_MPEG1_32s)(
+                    reader.word(), reader.offset(), coefficients, coefficients, scan_, scale_, matrix,
+                    block.data(), &last));
             compensateRounding(block.data(), last);
         }
         const int rowLength = isChroma ? 8 : 16;

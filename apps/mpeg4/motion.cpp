@@ -1,5 +1,6 @@
 #include "mpeg4/motion.h"
 
+#include "common/median.h"
 #include "mpeg4/code_tables.h"
 
 #include <algorithm>
@@ -20,11 +21,6 @@ constexpr Candidate candidates[4][3] = {{{-1, 0, 1}, {0, -1, 2}, {1, -1, 2}},
                                         {{0, 0, 0}, {0, -1, 3}, {1, -1, 2}},
                                         {{-1, 0, 3}, {0, 0, 0}, {0, 0, 1}},
                                         {{0, 0, 2}, {0, 0, 0}, {0, 0, 1}}};
-
-int16_t median(int16_t a, int16_t b, int16_t c)
-{
-    return std::max(std::min(a, b), std::min(std::max(a, b), c));
-}
 
 // Half of a sum, halves away from zero.
 int halved(int sum)

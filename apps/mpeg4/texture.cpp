@@ -13,12 +13,6 @@ constexpr int32_t zigzag = 0;
 constexpr int32_t alternateVertical = 1;
 constexpr int32_t alternateHorizontal = 2;
 
-void check(Status status)
-{
-    if (status != StatusOk)
-        throw DamagedUnit("a block has an invalid code");
-}
-
 bool isChroma(std::size_t block)
 {
     return block >= 4;
@@ -57,15 +51,15 @@ void TextureDecoder::decodeIntra(CodeReader& reader, const Macroblock& macrobloc
     if (context_.layer.dataPartitioned && !context_.isBidirectional())
         levels[0] = macroblock.dcDifferences[i];
     else if (macroblock.separateDc)
-        check(keliDecodeDCIntra_MPEG4_1u16s(reader.byte(), reader.offset(), levels.data(), isChroma(i)));
+        checkBlock(keliDecodeDCIntra_MPEG4_1u16s(reader.byte(), reader.offset(), levels.data(), isChroma(i)));
     else
         levels[0] = 0;
     const IntraPredictor::Source source = intra_.sourceOf(macroblock, i);
     int32_t last = 0;
     if (macroblock.hasBlock(i))
-        check(keliDecodeCoeffsIntra_MPEG4_1u16s(reader.byte(), reader.offset(), levels.data(), &last,
-                                                context_.layer.reversibleCodes, macroblock.separateDc,
-                                                intraScan(macroblock, source)));
+        checkBlock(keliDecodeCoeffsIntra_MPEG4_1u16s(reader.byte(), reader.offset(), levels.data(), &last,
+                                                     context_.layer.reversibleCodes, macroblock.separateDc,
+                                                     intraScan(macroblock, source)));
     else
         std::fill(levels.begin() + 1, levels.end(), int16_t{0});
     reconstructIntra(macroblock, i, source, levels, last);
@@ -75,7 +69,7 @@ void TextureDecoder::decodeInter(CodeReader& reader, const Macroblock& macrobloc
 {
     alignas(32) Block coefficients;
     int32_t last = 0;
-    check(keliReconstructCoeffsInter_MPEG4_1u16s(
+    checkBlock(keliReconstructCoeffsInter_MPEG4_1u16s(
         reader.byte(), reader.offset(), coefficients.data(), &last,
         context_.layer.reversibleCodes && !context_.isBidirectional(),
         context_.vop.alternateVerticalScan ? alternateVertical : zigzag, context_.interQuantiser,
@@ -138,11 +132,11 @@ void TextureDecoder::readBackward(CodeReader& reader, const Macroblock& macroblo
         if (!macroblock.hasBlock(i))
             block.fill(0);
         else if (macroblock.intra)
-            check(keliDecodeCoeffsIntraRVLCBack_MPEG4_1u16s(reader.byte(), reader.offset(), block.data(),
-                                                            &levels.last[i], macroblock.separateDc));
+            checkBlock(keliDecodeCoeffsIntraRVLCBack_MPEG4_1u16s(reader.byte(), reader.offset(), block.data(),
+                                                                 &levels.last[i], macroblock.separateDc));
         else
-            check(keliDecodeCoeffsInterRVLCBack_MPEG4_1u16s(reader.byte(), reader.offset(), block.data(),
-                                                            &levels.last[i]));
+            checkBlock(keliDecodeCoeffsInterRVLCBack_MPEG4_1u16s(reader.byte(), reader.offset(), block.data(),
+                                                                 &levels.last[i]));
         if (macroblock.separateDc)
             block[0] = macroblock.dcDifferences[i];
     }

@@ -1,18 +1,11 @@
 #include "h264/encoder/motion_predictor.h"
 
+#include "common/median.h"
 #include "h264/encoder/coded_macroblock.h"
 
 #include <algorithm>
 
 namespace kelvcpx::app::h264::encoder {
-namespace {
-
-int16_t median(int16_t a, int16_t b, int16_t c)
-{
-    return std::max(std::min(a, b), std::min(std::max(a, b), c));
-}
-
-} // namespace
 
 // Of another macroblock; x8 and y8 count 8x8 blocks from the first one of this macroblock.
 MotionPredictor::Neighbour MotionPredictor::outside(int x8, int y8) const

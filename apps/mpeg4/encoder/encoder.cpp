@@ -129,9 +129,7 @@ bool Encoder::encodeInter(int column, int row)
         return false;
     h263::predictMacroblock(reference(), column, row, vector, context_.vop.rounding, predicted_);
     quantiseInter(column, row, predicted_, levels_);
-    uint32_t pattern = 0;
-    for (const int32_t count : levels_.counts)
-        pattern = pattern << 1 | (count > 0 ? 1 : 0);
+    const uint32_t pattern = codedBlockPattern(levels_.counts);
     vectors_.set(column, row, vector);
     const bool skipped = pattern == 0 && vector == HalfVector{};
     writer_.put(skipped ? 1 : 0, 1); // not_coded
@@ -161,10 +159,7 @@ void Encoder::encodeIntra(IntraCoding& intraCoding, int column, int row)
     macroblock.intra = true;
     quantiseIntra(column, row, levels_);
     intraCoding.code(macroblock, levels_, differences_);
-    uint32_t pattern = 0;
-    for (const int32_t count : differences_.acCounts)
-        pattern = pattern << 1 | (count > 0 ? 1 : 0);
-
+    const uint32_t pattern = codedBlockPattern(differences_.acCounts);
     constexpr int32_t typeIntra = 3;
     const bool intraVop = context_.vop.type == VopType::intra;
     if (!intraVop)
