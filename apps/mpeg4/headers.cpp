@@ -68,7 +68,6 @@ void readTime(CodeReader& reader, VideoObjectLayer& layer)
 
 void readSize(CodeReader& reader, VideoObjectLayer& layer)
 {
-    constexpr int mostSamples = 8192 * 4352; // more than any level has, but little enough to be had
     reader.expectMarker();
     layer.width = reader.readInt(13);
     reader.expectMarker();

@@ -19,6 +19,9 @@ constexpr uint8_t groupOfVopStart = 0xB3;
 constexpr uint8_t visualObjectStart = 0xB5;
 constexpr uint8_t vopStart = 0xB6;
 
+// Of a picture: more than any level has, but little enough to be had.
+constexpr int mostSamples = 8192 * 4352;
+
 using Matrix = std::array<uint8_t, 64>; // raster order
 
 // What a VOP header carries for the estimation of complexity, in bits, by the types of VOP that have it.

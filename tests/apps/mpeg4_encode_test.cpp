@@ -11,6 +11,7 @@
 
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kelvcpx::test {
@@ -109,8 +110,11 @@ TEST(Mpeg4EncoderSettings, AreChecked)
                                                  {.high = true}})
         EXPECT_THROW(encodeInProcess("mpeg4", frames, settings), app::UsageError);
     std::vector<Frame> large = frames;
-    large[0].format.width = 8192;
-    EXPECT_THROW(encodeInProcess("mpeg4", large, {}), app::UnsupportedStream);
+    for (const auto& [width, height] : {std::pair{8192, 48}, {8191, 8191}}) {
+        large[0].format.width = width;
+        large[0].format.height = height;
+        EXPECT_THROW(encodeInProcess("mpeg4", large, {}), app::UnsupportedStream);
+    }
 }
 
 } // namespace kelvcpx::test

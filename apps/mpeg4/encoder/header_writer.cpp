@@ -2,6 +2,8 @@
 
 #include "common/decoder.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <iterator>
 
@@ -100,8 +102,11 @@ void writeLayer(CodeWriter& writer, const VideoObjectLayer& layer)
 VideoObjectLayer describeLayer(const VideoFormat& format)
 {
     constexpr int largestSize = (1 << 13) - 1;
-    if (format.width > largestSize || format.height > largestSize)
-        throw UnsupportedStream("MPEG-4 pictures have at most 8191x8191 samples");
+    if (format.width > largestSize || format.height > largestSize ||
+        format.width * format.height > mostSamples)
+        throw UnsupportedStream(
+            fmt::format("MPEG-4 is encoded from pictures of at most {} columns and rows, and {} samples",
+                        largestSize, mostSamples));
     const Rational rate = format.frameRate.numerator > 0 ? format.frameRate : usualFrameRate;
     VideoObjectLayer layer;
     layer.isSimple = true;
