@@ -126,7 +126,7 @@ int32_t leafPayload(Kind kind, const int32_t* values)
 class TableBuilder
 {
 public:
-    TableBuilder(const CodeList& list, int32_t* table, int64_t size) : list_(list), table_(table)
+    TableBuilder(const CodeList& list, int32_t* table, int64_t size) : list_(list), table_(table), size_(size)
     {
         std::fill_n(table, size, emptyEntry);
         table[0] = list.widths[0];
@@ -156,9 +156,12 @@ public:
 private:
     static uint32_t mask(int32_t bits) { return (uint32_t{1} << bits) - 1; }
 
+    // There is always room but for some lists that are not prefix-free.
     int32_t newSubTable(int32_t width)
     {
         const int32_t index = nextFree_;
+        if (index + 1 + (int64_t{1} << width) > size_)
+            return emptyEntry;
         table_[index] = width;
         nextFree_ += 1 + (int32_t{1} << width);
         return static_cast<int32_t>(static_cast<uint32_t>(index) << 8 | linkMarker);
@@ -175,6 +178,7 @@ private:
 
     const CodeList& list_;
     int32_t* table_;
+    int64_t size_;
     int32_t nextFree_;
 };
 
