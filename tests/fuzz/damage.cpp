@@ -85,6 +85,16 @@ uint32_t sumOf(const app::PictureView& picture)
     return sum;
 }
 
+std::vector<Bytes> streamsInFiles(int argc, char** argv)
+{
+    std::vector<Bytes> streams;
+    for (int i = 3; i < argc; i++) {
+        std::ifstream in(argv[i], std::ios::binary);
+        streams.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
+    return streams;
+}
+
 } // namespace
 
 Bytes damagedCopy(std::span<const uint8_t> stream, std::size_t intact, Random& random)
@@ -177,14 +187,16 @@ int searchForFaults(int argc, char** argv, int64_t count, const DamageSearch::Tr
     return outcome.failures == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
-std::vector<Bytes> streamsInFiles(int argc, char** argv)
+int searchForFaults(int argc, char** argv, int64_t count,
+                    const std::function<std::vector<Bytes>()>& makeStreams, const StreamTrial& trial)
 {
-    std::vector<Bytes> streams;
-    for (int i = 3; i < argc; i++) {
-        std::ifstream in(argv[i], std::ios::binary);
-        streams.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    }
-    return streams;
+    std::vector<Bytes> streams = streamsInFiles(argc, argv);
+    if (streams.empty())
+        streams = makeStreams();
+    return searchForFaults(
+        argc, argv, count, [&](int64_t number, Random& random, auto& listener, auto& sink) {
+            trial(streams[static_cast<std::size_t>(number) % streams.size()], random, listener, sink);
+        });
 }
 
 } // namespace kelvcpx::test

@@ -58,7 +58,14 @@ void decodeInPackets(app::VideoDecoder& decoder, std::span<const uint8_t> stream
 // tries the copies FIRST, FIRST + 1, ... `count` is how many there are by default.
 int searchForFaults(int argc, char** argv, int64_t count, const DamageSearch::Trial& trial);
 
-// The elementary streams in the files, if there are any: the trial may damage them instead of its own.
-std::vector<std::vector<uint8_t>> streamsInFiles(int argc, char** argv);
+// Damages a stream and decodes it.
+using StreamTrial = std::function<void(std::span<const uint8_t> stream, Random&, app::DamageListener&,
+                                       const app::PictureSink&)>;
+
+// The same with the elementary streams in the files, one after the other, or those that are made where no
+// file is given.
+int searchForFaults(int argc, char** argv, int64_t count,
+                    const std::function<std::vector<std::vector<uint8_t>>()>& makeStreams,
+                    const StreamTrial& trial);
 
 } // namespace kelvcpx::test

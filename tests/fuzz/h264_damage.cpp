@@ -69,12 +69,9 @@ std::vector<std::vector<uint8_t>> makeStreams()
 
 int main(int argc, char** argv)
 {
-    auto streams = streamsInFiles(argc, argv);
-    if (streams.empty())
-        streams = makeStreams();
-    return searchForFaults(argc, argv, 300, [&](int64_t number, Random& random, auto& listener, auto& sink) {
-        const auto& stream = streams[static_cast<std::size_t>(number) % streams.size()];
-        const auto decoder = app::h264::makeDecoder({}, listener);
-        decodeInPackets(*decoder, damagedCopy(stream, 0, random), random, sink);
-    });
+    return searchForFaults(argc, argv, 300, makeStreams,
+                           [](auto stream, Random& random, auto& listener, auto& sink) {
+                               const auto decoder = app::h264::makeDecoder({}, listener);
+                               decodeInPackets(*decoder, damagedCopy(stream, 0, random), random, sink);
+                           });
 }

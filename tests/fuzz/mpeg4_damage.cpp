@@ -35,15 +35,12 @@ std::vector<std::vector<uint8_t>> makeStreams()
 
 int main(int argc, char** argv)
 {
-    auto streams = streamsInFiles(argc, argv);
-    if (streams.empty())
-        streams = makeStreams();
-    return searchForFaults(argc, argv, 300, [&](int64_t number, Random& random, auto& listener, auto& sink) {
-        const auto& stream = streams[static_cast<std::size_t>(number) % streams.size()];
-        // Mostly the headers above the VOPs stay, without which there is not much to decode.
-        constexpr std::size_t headers = 40;
-        const auto copy = damagedCopy(stream, random.oneIn(4) ? 0 : headers, random);
-        const auto decoder = app::mpeg4::makeDecoder(listener, {.postprocess = random.oneIn(3)});
-        decodeInPackets(*decoder, copy, random, sink);
-    });
+    return searchForFaults(
+        argc, argv, 300, makeStreams, [](auto stream, Random& random, auto& listener, auto& sink) {
+            // Mostly the headers above the VOPs stay, without which there is not much to decode.
+            constexpr std::size_t headers = 40;
+            const auto copy = damagedCopy(stream, random.oneIn(4) ? 0 : headers, random);
+            const auto decoder = app::mpeg4::makeDecoder(listener, {.postprocess = random.oneIn(3)});
+            decodeInPackets(*decoder, copy, random, sink);
+        });
 }
