@@ -20,6 +20,7 @@
 #include <functional>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -36,13 +37,26 @@ constexpr auto exitCodes =
 
 constexpr auto inputHelp = "Elementary stream or container with a video stream; - is standard input";
 
+// The number that the whole text is, if it is one.
+template <class Number>
+std::optional<Number> numberIn(const std::string& text)
+{
+    Number number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool isNumber = error == std::errc() && end == text.data() + text.size();
+    return isNumber ? std::optional(number) : std::nullopt;
+}
+
 // Says what is wrong with a number of pictures, or nothing.
 std::string checkCount(const std::string& text)
 {
-    int64_t count = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), count);
-    const bool good = error == std::errc() && end == text.data() + text.size() && count > 0;
-    return good ? "" : fmt::format("{} is not a whole number above 0", text);
+    return numberIn<int64_t>(text) > 0 ? "" : fmt::format("{} is not a whole number above 0", text);
+}
+
+// Says what is wrong with a number of seconds, or nothing.
+std::string checkSeconds(const std::string& text)
+{
+    return numberIn<double>(text) >= 0.0 ? "" : fmt::format("{} is not a number of seconds", text);
 }
 
 // Replaces a rate with a unit, 1500k or 1.5M, by whole bits a second. Says what is wrong with it, or nothing.
@@ -153,7 +167,7 @@ void addPreview(CLI::App& app, Command& command)
         ->required()
         ->type_name("FILE");
     preview->add_option("--every", options->every, "Show a picture every so many seconds (1)")
-        ->check(CLI::NonNegativeNumber.description(""))
+        ->check(checkSeconds)
         ->type_name("SECONDS");
     preview->add_option("--scale", options->scale, "Pictures of 1/2, 1/4 (default) or 1/8 of the size")
         ->check(CLI::IsMember({2, 4, 8}).description(""))

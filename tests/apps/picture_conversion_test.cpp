@@ -132,6 +132,8 @@ TEST(Preview, RefusesWhatItCannotDo)
     EXPECT_EQ(preview("-o " + clip), 2);
     EXPECT_EQ(preview("-o /nowhere/sheet.png"), 1);
     EXPECT_EQ(preview("-o /dev/null --scale 3"), 2);
+    EXPECT_EQ(preview("-o /dev/null --every -1"), 2);
+    EXPECT_EQ(preview("-o /dev/null --every nan"), 2);
     EXPECT_EQ(preview(""), 2);
     const auto decode = [&](const std::string& arguments) {
         return run(words(KELVCPX_COMMAND " decode " + clip + " " + arguments)).exitCode;
