@@ -46,11 +46,8 @@ std::unique_ptr<VideoDecoder> headersFirst(const VideoStream& stream, DamageList
                                            const DecoderSettings& settings)
 {
     std::unique_ptr<VideoDecoder> decoder = make(listener, settings);
-    if (!stream.extradata.empty()) {
-        std::vector<uint8_t> headers = stream.extradata;
-        headers.resize(headers.size() + Demuxer::padding);
-        decoder->decode(std::span(headers).first(stream.extradata.size()), [](const PictureView&) {});
-    }
+    if (!stream.extradata.empty())
+        decoder->decode(stream.extradata, [](const PictureView&) {});
     return decoder;
 }
 

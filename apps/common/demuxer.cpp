@@ -187,10 +187,8 @@ std::optional<Packet> Demuxer::read()
             throw InputError(fmt::format("reading stopped: {}", reason(result)));
     } while (packet->stream_index != context_->index);
 
-    const std::span<const uint8_t> data(packet->data, static_cast<std::size_t>(packet->size));
-    padded_.assign(data.begin(), data.end());
-    padded_.resize(data.size() + padding);
-    return Packet{std::span(padded_).first(data.size()), (packet->flags & AV_PKT_FLAG_CORRUPT) != 0};
+    return Packet{{packet->data, static_cast<std::size_t>(packet->size)},
+                  (packet->flags & AV_PKT_FLAG_CORRUPT) != 0};
 }
 
 } // namespace kelvcpx::app

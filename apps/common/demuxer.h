@@ -31,16 +31,13 @@ struct VideoStream {
 };
 
 struct Packet {
-    std::span<const uint8_t>
-        data;             // one picture or more, whole start-code units; Demuxer::padding zero bytes follow
-    bool damaged = false; // the container lost a part of it
+    std::span<const uint8_t> data; // one picture or more, whole start-code units
+    bool damaged = false;          // the container lost a part of it
 };
 
 class Demuxer
 {
 public:
-    static constexpr std::size_t padding = 64;
-
     // "-" is standard input. Throws InputError if the file cannot be read or has no video stream.
     explicit Demuxer(const std::string& path);
     ~Demuxer();
@@ -56,7 +53,6 @@ private:
 
     std::unique_ptr<Context> context_;
     VideoStream stream_;
-    std::vector<uint8_t> padded_;
 };
 
 } // namespace kelvcpx::app
