@@ -85,18 +85,19 @@ TEST(Rotation, RefusesOtherPictures)
 // Three seconds of one colour each make three small pictures, whatever the codec.
 TEST(Preview, ShowsAPictureASecond)
 {
-    const std::string colours =
-        "-f lavfi -i color=red:s=720x576:r=25:d=1[a];color=lime:s=720x576:r=25:d=1[b];"
-        "color=blue:s=720x576:r=25:d=1[c];[a][b][c]concat=n=3 ";
-    const std::string clips[] = {makeClip("colours.dv", colours + "-pix_fmt yuv420p -c:v dvvideo"),
-                                 makeClip("colours.264", colours + "-pix_fmt yuv420p -c:v libx264"),
-                                 makeClip("colours.m2v", colours + "-c:v mpeg2video -q:v 2")};
+    const auto colours = [](const std::string& rate) {
+        const std::string kind = ":s=720x576:d=1:r=" + rate;
+        return "-f lavfi -i color=red" + kind + "[a];color=lime" + kind + "[b];color=blue" + kind +
+               "[c];[a][b][c]concat=n=3 -pix_fmt yuv420p ";
+    };
+    const std::string clips[] = {makeClip("colours.dv", colours("25") + "-c:v dvvideo"),
+                                 makeClip("colours.264", colours("4") + "-c:v libx264"),
+                                 makeClip("colours.m4v", colours("4") + "-c:v mpeg4 -q:v 2")};
     for (const std::string& clip : clips) {
         const std::string sheet = testFile("sheet.png").string();
         const ProcessResult result =
             run(words(KELVCPX_COMMAND " preview " + clip + " -o " + sheet + " --scale 8"));
         ASSERT_EQ(result.exitCode, 0) << result.err;
-        EXPECT_EQ(run(words(KELVCPX_COMMAND " preview " + clip + " -o - --scale 8")).out, contents(sheet));
         const std::string pixels =
             runOrThrow(words("ffmpeg -v error -i " + sheet + " -f rawvideo -pix_fmt rgb24 -"));
         // Two across, two down, a gap round each.
@@ -135,6 +136,9 @@ TEST(Preview, RefusesWhatItCannotDo)
     EXPECT_EQ(preview("-o /dev/null --every -1"), 2);
     EXPECT_EQ(preview("-o /dev/null --every nan"), 2);
     EXPECT_EQ(preview(""), 2);
+    const std::string sheet = testFile("small.png").string();
+    EXPECT_EQ(preview("-o " + sheet), 0);
+    EXPECT_EQ(run(words(KELVCPX_COMMAND " preview " + clip + " -o -")).out, contents(sheet));
     const auto decode = [&](const std::string& arguments) {
         return run(words(KELVCPX_COMMAND " decode " + clip + " " + arguments)).exitCode;
     };
