@@ -89,6 +89,8 @@ private:
     void decodeSlice(const Payload& payload, const PictureSink& sink);
 
     void startPicture(const SliceHeader& slice, const PictureSink& sink);
+    void startFrame(const SequenceParameterSet& sequence, const SliceHeader& slice, const PictureSink& sink);
+    void preparePicture(const SequenceParameterSet& sequence, Structure structure);
     void activate(const SequenceParameterSet& sequence, const PictureSink& sink);
     void fillGap(const SliceHeader& slice, const PictureSink& sink);
     bool continuesFrame(const SliceHeader& slice) const;
@@ -198,23 +200,8 @@ void Decoder::startPicture(const SliceHeader& slice, const PictureSink& sink)
     const PictureParameterSet& set = *sets_.pictures[static_cast<std::size_t>(slice.pictureParameterSet)];
     const SequenceParameterSet& sequence = *sets_.sequences[static_cast<std::size_t>(set.sequenceId)];
     pictureCount_++;
-    const bool secondField = continuesFrame(slice);
-    if (!secondField) {
-        if (current_ != nullptr)
-            finishFrame(sink);
-        if (!active_ || *active_ != sequence) {
-            if (!slice.isIntra())
-                report("the stream does not start with an intra picture");
-            activate(sequence, sink);
-            fieldOrder_ = fieldOrderOf(sequence, slice, PictureOrderCounter(order_).next(sequence, slice));
-            previousRefFrameNum_ = slice.frameNum; // what came before is nobody's loss
-        }
-        fillGap(slice, sink);
-        current_ = buffer_.newFrame(FrameShape(sequence), videoFormat());
-        if (newestReference() == nullptr)
-            current_->fillGrey();
-        current_->codedAsFields = slice.fieldPicture;
-    }
+    if (!continuesFrame(slice))
+        startFrame(sequence, slice, sink);
 
     firstSlice_ = slice;
     pictureSet_ = set;
@@ -229,7 +216,32 @@ void Decoder::startPicture(const SliceHeader& slice, const PictureSink& sink)
     if (structure != Structure::top)
         current_->fieldPoc[1] = poc[1];
     current_->frameNum = slice.frameNum;
+    preparePicture(sequence, structure);
+}
 
+void Decoder::startFrame(const SequenceParameterSet& sequence, const SliceHeader& slice,
+                         const PictureSink& sink)
+{
+    if (current_ != nullptr)
+        finishFrame(sink);
+    if (!active_ || *active_ != sequence) {
+        if (!slice.isIntra())
+            report("the stream does not start with an intra picture");
+        activate(sequence, sink);
+        fieldOrder_ = fieldOrderOf(sequence, slice, PictureOrderCounter(order_).next(sequence, slice));
+        previousRefFrameNum_ = slice.frameNum; // what came before is nobody's loss
+    }
+    fillGap(slice, sink);
+    current_ = buffer_.newFrame(FrameShape(sequence), videoFormat());
+    if (newestReference() == nullptr)
+        current_->fillGrey();
+    current_->codedAsFields = slice.fieldPicture;
+}
+
+// The frame, or the field of it, that the macroblocks of the first slice and of those behind it belong to.
+void Decoder::preparePicture(const SequenceParameterSet& sequence, Structure structure)
+{
+    const bool isFrame = structure == Structure::frame;
     picture_.emplace();
     picture_->sequence = sequence;
     picture_->frame = current_;
@@ -237,13 +249,13 @@ void Decoder::startPicture(const SliceHeader& slice, const PictureSink& sink)
     picture_->target = current_->surface().of(structure);
     picture_->motion = &current_->motion[structure == Structure::bottom ? 1 : 0];
     picture_->widthInMbs = sequence.widthInMbs;
-    picture_->heightInMbs = sequence.heightInMbs() / (slice.fieldPicture ? 2 : 1);
+    picture_->heightInMbs = sequence.heightInMbs() / (isFrame ? 1 : 2);
     picture_->macroblocks.resize(static_cast<std::size_t>(picture_->widthInMbs) *
                                  static_cast<std::size_t>(picture_->heightInMbs));
     picture_->motion->resize(picture_->widthInMbs, picture_->heightInMbs);
-    if (set.cabac)
+    if (pictureSet_.cabac)
         picture_->mvds.resize(picture_->macroblocks.size());
-    picture_->hasPairs = sequence.mbAdaptiveFrameField && !slice.fieldPicture;
+    picture_->hasPairs = sequence.mbAdaptiveFrameField && isFrame;
     if (picture_->hasPairs) {
         picture_->fields = {current_->surface().of(Structure::top),
                             current_->surface().of(Structure::bottom)};
