@@ -1,10 +1,8 @@
 #include "h263/encoder.h"
 
-#include "common/code_writer.h"
-#include "common/predictive_encoder.h"
 #include "h263/code_tables.h"
 #include "h263/decoder.h"
-#include "h263/encoder_motion.h"
+#include "h263/inter_encoder.h"
 
 #include <kelvcpx/h263.h>
 
@@ -15,12 +13,8 @@
 namespace kelvcpx::app::h263 {
 namespace {
 
-using HalfVector = app::MotionVector;
-
 constexpr int reach = 32; // of vectors, in half samples
 constexpr uint32_t customFormat = 6;
-constexpr int32_t typeInter = 0;
-constexpr int32_t typeIntra = 3;
 
 struct Size {
     int width;
@@ -46,38 +40,30 @@ void check(const VideoFormat& format)
         throw UnsupportedStream("H.263 pictures have multiples of 4 as their sizes, up to 2048x1152");
 }
 
-class Encoder : public PredictiveEncoder
+class Encoder : public InterEncoder
 {
 public:
     Encoder(const VideoFormat& format, const EncoderSettings& settings)
-        : PredictiveEncoder(format, settings, makeDecoder), wide_((format.width + 15) / 16),
-          high_((format.height + 15) / 16), vectors_(wide_, high_)
+        : InterEncoder(format, settings, makeDecoder, reach)
     {}
 
 private:
     std::vector<uint8_t> encodePicture(bool intra) override;
     void writePictureHeader(bool intra);
     void writeExtendedType(bool intra);
-    void encodeMacroblock(int column, int row, bool intraPicture);
-    bool encodeInter(int column, int row);
     void encodeIntra(int column, int row, bool intraPicture);
-    void writeDifference(int difference);
-
-    int wide_;
-    int high_;
-    CodeWriter writer_;
-    VectorField vectors_;
-    MacroblockLevels levels_;
-    PredictedMacroblock predicted_;
+    Status encodeLevels(const int16_t* levels, uint8_t** at, int32_t* offset, int32_t count) const override;
+    void writeDifference(int difference) override;
 };
 
 std::vector<uint8_t> Encoder::encodePicture(bool intra)
 {
-    vectors_.clear();
+    startPicture(0);
     writePictureHeader(intra);
-    for (int row = 0; row < high_; row++)
-        for (int column = 0; column < wide_; column++)
-            encodeMacroblock(column, row, intra);
+    for (int row = 0; row < high(); row++)
+        for (int column = 0; column < wide(); column++)
+            if (intra || !encodeInter(column, row))
+                encodeIntra(column, row, intra);
     return writer_.take();
 }
 
@@ -117,50 +103,11 @@ void Encoder::writeExtendedType(bool intra)
     writer_.put(static_cast<uint32_t>(qp()), 5);
 }
 
-void Encoder::encodeMacroblock(int column, int row, bool intraPicture)
-{
-    if (intraPicture || !encodeInter(column, row))
-        encodeIntra(column, row, intraPicture);
-}
-
-// False if the macroblock had better be intra.
-bool Encoder::encodeInter(int column, int row)
-{
-    const HalfVector predicted = vectors_.predicted(column, row);
-    int sad;
-    const HalfVector vector =
-        searchVector(column, row, reach, vectors_.candidates(column, row), predicted, sad);
-    if (intraIsBetter(column, row, sad))
-        return false;
-    predictMacroblock(reference(), column, row, vector, 0, predicted_);
-    quantiseInter(column, row, predicted_, levels_);
-    const uint32_t pattern = codedBlockPattern(levels_.counts);
-    vectors_.set(column, row, vector);
-    const bool skipped = pattern == 0 && vector == HalfVector{};
-    writer_.put(skipped ? 1 : 0, 1); // COD
-    if (skipped)
-        return true;
-    writer_.put(codeRows.mcbpcInter, 4 * typeInter + static_cast<int32_t>(pattern & 3));
-    writer_.put(codeRows.cbpy, static_cast<int32_t>(pattern >> 2 ^ 15));
-    writeDifference(vector.x - predicted.x);
-    writeDifference(vector.y - predicted.y);
-    for (std::size_t i = 0; i < 6; i++)
-        if (levels_.counts[i] > 0)
-            writer_.putBlock([&](uint8_t** at, int32_t* offset) {
-                return keliEncodeCoeffsInter_H263_16s1u(levels_.blocks[i].data(), at, offset,
-                                                        levels_.counts[i], 0, 0);
-            });
-    return true;
-}
-
 void Encoder::encodeIntra(int column, int row, bool intraPicture)
 {
     quantiseIntra(column, row, levels_);
     const uint32_t pattern = codedBlockPattern(levels_.counts, 2); // the DC is one of them
-    if (!intraPicture)
-        writer_.put(0, 1); // COD
-    writer_.put(intraPicture ? codeRows.mcbpcIntra : codeRows.mcbpcInter,
-                4 * typeIntra + static_cast<int32_t>(pattern & 3));
+    writeIntraType(intraPicture, pattern);
     writer_.put(codeRows.cbpy, static_cast<int32_t>(pattern >> 2));
     for (std::size_t i = 0; i < 6; i++) {
         const int16_t* const block = levels_.blocks[i].data();
@@ -172,6 +119,11 @@ void Encoder::encodeIntra(int column, int row, bool intraPicture)
                 return keliEncodeCoeffsIntra_H263_16s1u(block, at, offset, levels_.counts[i] - 1, 0, 0, 0);
             });
     }
+}
+
+Status Encoder::encodeLevels(const int16_t* levels, uint8_t** at, int32_t* offset, int32_t count) const
+{
+    return keliEncodeCoeffsInter_H263_16s1u(levels, at, offset, count, 0, 0);
 }
 
 // A code stands for two differences that are 64 apart.

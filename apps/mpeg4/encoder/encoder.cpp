@@ -1,9 +1,7 @@
 #include "mpeg4/encoder/encoder.h"
 
-#include "common/code_writer.h"
-#include "common/predictive_encoder.h"
 #include "h263/code_tables.h"
-#include "h263/encoder_motion.h"
+#include "h263/inter_encoder.h"
 #include "mpeg4/code_tables.h"
 #include "mpeg4/decoder.h"
 #include "mpeg4/encoder/header_writer.h"
@@ -17,12 +15,10 @@
 namespace kelvcpx::app::mpeg4 {
 namespace {
 
-using HalfVector = app::MotionVector;
-
 constexpr int fcode = 2;
 constexpr int reach = 32 << (fcode - 1); // of vectors, in half samples
 
-class Encoder : public PredictiveEncoder
+class Encoder : public h263::InterEncoder
 {
 public:
     Encoder(const VideoFormat& format, const EncoderSettings& settings);
@@ -34,9 +30,9 @@ private:
 
     void startVop(bool intra);
     void encodeMacroblock(IntraCoding& intraCoding, int column, int row);
-    bool encodeInter(int column, int row);
     void encodeIntra(IntraCoding& intraCoding, int column, int row);
-    void writeDifference(int difference);
+    Status encodeLevels(const int16_t* levels, uint8_t** at, int32_t* offset, int32_t count) const override;
+    void writeDifference(int difference) override;
 
     VideoObjectLayer layer_;
     Quantisers inverse_;
@@ -45,17 +41,12 @@ private:
     Frame frame_; // which macroblocks are intra
     VopContext context_;
     int64_t seconds_ = 0; // of the VOP before
-    CodeWriter writer_;
-    h263::VectorField vectors_;
-    MacroblockLevels levels_;
-    PredictedMacroblock predicted_;
     IntraDifferences differences_;
 };
 
 Encoder::Encoder(const VideoFormat& format, const EncoderSettings& settings)
-    : PredictiveEncoder(format, settings, makeDecoder), layer_(describeLayer(format)), inverse_(layer_),
-      frame_(format, static_cast<std::size_t>(layer_.macroblockCount())),
-      vectors_(layer_.macroblocksWide(), layer_.macroblocksHigh())
+    : InterEncoder(format, settings, makeDecoder, reach), layer_(describeLayer(format)), inverse_(layer_),
+      frame_(format, static_cast<std::size_t>(layer_.macroblockCount()))
 {
     constexpr int32_t bits = 8;
     keliQuantIntraInit_MPEG4(nullptr, intraQuantiser_.get(), bits);
@@ -83,10 +74,10 @@ void Encoder::quantiseInterBlock(int16_t* coefficients, int32_t& count) const
 std::vector<uint8_t> Encoder::encodePicture(bool intra)
 {
     startVop(intra);
-    vectors_.clear();
+    startPicture(context_.vop.rounding);
     IntraCoding intraCoding(context_);
-    for (int row = 0; row < layer_.macroblocksHigh(); row++)
-        for (int column = 0; column < layer_.macroblocksWide(); column++)
+    for (int row = 0; row < high(); row++)
+        for (int column = 0; column < wide(); column++)
             encodeMacroblock(intraCoding, column, row);
     stuff(writer_);
     return writer_.take();
@@ -118,37 +109,6 @@ void Encoder::encodeMacroblock(IntraCoding& intraCoding, int column, int row)
         encodeIntra(intraCoding, column, row);
 }
 
-// False if the macroblock had better be intra; then nothing is written.
-bool Encoder::encodeInter(int column, int row)
-{
-    const HalfVector predicted = vectors_.predicted(column, row);
-    int sad;
-    const HalfVector vector =
-        searchVector(column, row, reach, vectors_.candidates(column, row), predicted, sad);
-    if (intraIsBetter(column, row, sad))
-        return false;
-    h263::predictMacroblock(reference(), column, row, vector, context_.vop.rounding, predicted_);
-    quantiseInter(column, row, predicted_, levels_);
-    const uint32_t pattern = codedBlockPattern(levels_.counts);
-    vectors_.set(column, row, vector);
-    const bool skipped = pattern == 0 && vector == HalfVector{};
-    writer_.put(skipped ? 1 : 0, 1); // not_coded
-    if (skipped)
-        return true;
-    constexpr int32_t typeInter = 0;
-    writer_.put(h263::codeRows.mcbpcInter, 4 * typeInter + static_cast<int32_t>(pattern & 3));
-    writer_.put(h263::codeRows.cbpy, static_cast<int32_t>(pattern >> 2 ^ 15));
-    writeDifference(vector.x - predicted.x);
-    writeDifference(vector.y - predicted.y);
-    for (std::size_t i = 0; i < 6; i++)
-        if (levels_.counts[i] > 0)
-            writer_.putBlock([&](uint8_t** at, int32_t* offset) {
-                return keliEncodeCoeffsInter_MPEG4_16s1u(levels_.blocks[i].data(), at, offset,
-                                                         levels_.counts[i], 0, 0);
-            });
-    return true;
-}
-
 void Encoder::encodeIntra(IntraCoding& intraCoding, int column, int row)
 {
     Macroblock macroblock;
@@ -160,12 +120,7 @@ void Encoder::encodeIntra(IntraCoding& intraCoding, int column, int row)
     quantiseIntra(column, row, levels_);
     intraCoding.code(macroblock, levels_, differences_);
     const uint32_t pattern = codedBlockPattern(differences_.acCounts);
-    constexpr int32_t typeIntra = 3;
-    const bool intraVop = context_.vop.type == VopType::intra;
-    if (!intraVop)
-        writer_.put(0, 1); // not_coded
-    writer_.put(intraVop ? h263::codeRows.mcbpcIntra : h263::codeRows.mcbpcInter,
-                4 * typeIntra + static_cast<int32_t>(pattern & 3));
+    writeIntraType(context_.vop.type == VopType::intra, pattern);
     writer_.put(differences_.predictsAc ? 1 : 0, 1);
     writer_.put(h263::codeRows.cbpy, static_cast<int32_t>(pattern >> 2));
     for (std::size_t i = 0; i < 6; i++) {
@@ -180,6 +135,11 @@ void Encoder::encodeIntra(IntraCoding& intraCoding, int column, int row)
                                                          differences_.scans[i]);
             });
     }
+}
+
+Status Encoder::encodeLevels(const int16_t* levels, uint8_t** at, int32_t* offset, int32_t count) const
+{
+    return keliEncodeCoeffsInter_MPEG4_16s1u(levels, at, offset, count, 0, 0);
 }
 
 // 7.6.3: a difference is taken modulo the range, and split into a code and a residual.
