@@ -3,6 +3,7 @@
 #include "apps/mpeg2_random_stream.h"
 #include "apps/support/clip.h"
 #include "apps/support/close_pictures.h"
+#include "apps/support/encoded_stream.h"
 #include "apps/support/frames.h"
 #include "apps/support/process.h"
 
@@ -21,26 +22,13 @@
 
 namespace kelvcpx::test {
 
-namespace {
-
 namespace fs = std::filesystem;
 
-// The reference decoder with an inverse DCT in floating point.
-const std::string referenceArguments = "-threads 1 -idct faani ";
+namespace {
+
+constexpr Bounds bounds = {54, 45};
 
 } // namespace
-
-// A stream that an encoder makes.
-struct EncodedStream {
-    std::string name;
-    std::string file;
-    std::string arguments;
-};
-
-void PrintTo(const EncodedStream& stream, std::ostream* out)
-{
-    *out << stream.file << ": " << stream.arguments;
-}
 
 class EncodedMpegVideo : public testing::TestWithParam<EncodedStream>
 {
@@ -49,21 +37,14 @@ class EncodedMpegVideo : public testing::TestWithParam<EncodedStream>
 TEST_P(EncodedMpegVideo, DecodesAsTheReferenceDoes)
 {
     const fs::path clip = makeClip(GetParam().file, GetParam().arguments);
-    const DecodedStream ours = decodeInProcess(clip);
-    EXPECT_EQ(ours.damage, std::vector<std::string>());
-    expectClose(ours.frames, decodeWithFfmpeg(clip, referenceArguments), pictureTypes(clip), {54, 45});
+    expectDecodesAsReference(clip, pictureTypes(clip), bounds);
 }
 
 namespace {
 
 std::string source(const std::string& graph, const std::string& size = "176x144")
 {
-    return "-f lavfi -i " + graph + "=size=" + size + ":rate=25 -frames:v 25 ";
-}
-
-std::string encodedName(const testing::TestParamInfo<EncodedStream>& info)
-{
-    return info.param.name;
+    return testSource(graph, size, "-frames:v 25");
 }
 
 const std::string mpeg1 = "-c:v mpeg1video -g 12 -bf 2 ";
@@ -111,7 +92,7 @@ const EncodedStream encodedStreams[] = {
 
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(Ffmpeg, EncodedMpegVideo, testing::ValuesIn(encodedStreams), encodedName);
+INSTANTIATE_TEST_SUITE_P(Ffmpeg, EncodedMpegVideo, testing::ValuesIn(encodedStreams), nameOf);
 
 // Tuned in to in mid-stream: the B pictures before the first intra picture have nothing to refer to, and are
 // passed over.
@@ -124,11 +105,9 @@ TEST(EncodedMpegVideo, StartsInAnOpenGroup)
         std::search(bytes.begin() + 1, bytes.end(), std::begin(sequenceHeader), std::end(sequenceHeader));
     ASSERT_NE(second, bytes.end());
     const fs::path file = storeStream("open.m2v", {second, bytes.end()});
-    const DecodedStream ours = decodeInProcess(file);
-    EXPECT_EQ(ours.damage, std::vector<std::string>());
     const std::string types = pictureTypes(file);
     EXPECT_TRUE(types.starts_with('I')) << types;
-    expectClose(ours.frames, decodeWithFfmpeg(file, referenceArguments), types, {54, 45});
+    expectDecodesAsReference(file, types, bounds);
 }
 
 // A kind of random streams, and how many of them.
