@@ -11,11 +11,6 @@ constexpr uint8_t saturate8u(int32_t v)
     return static_cast<uint8_t>(std::clamp(v, 0, 255));
 }
 
-constexpr int16_t saturate16s(int32_t v)
-{
-    return static_cast<int16_t>(std::clamp(v, -32768, 32767));
-}
-
 // -2048..2047, the range of a reconstructed DCT coefficient (ISO/IEC 13818-2 7.4.3).
 constexpr int16_t saturateCoefficient(int32_t v)
 {
